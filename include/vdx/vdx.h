@@ -1,0 +1,8 @@
+// All families of the library.
+#pragma once
+
+#include <vdx/locks.h>
+#include <vdx/platform.h>
+#include <vdx/time.h>
+#include <vdx/trace.h>
+#include <vdx/warnings.h>
