@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vdx/locks.h>
+#include <vdx/node_alloc.h>
 #include <vdx/platform.h>
 #include <vdx/time.h>
 #include <vdx/trace.h>
