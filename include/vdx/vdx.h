@@ -1,9 +1,13 @@
 // All families of the library.
 #pragma once
 
+#include <vdx/characters.h>
+#include <vdx/directories.h>
 #include <vdx/locks.h>
 #include <vdx/node_alloc.h>
+#include <vdx/path.h>
 #include <vdx/platform.h>
 #include <vdx/time.h>
 #include <vdx/trace.h>
 #include <vdx/warnings.h>
+#include <vdx/words.h>

@@ -1,0 +1,34 @@
+// The platform's directories by the conventions of the XDG base directories.
+#include <vdx/directories.h>
+
+#include <cstdlib>
+
+#include <vdx/path.h>
+#include <vdx/platform.h>
+
+namespace {
+
+std::string userDataDirectory() {
+    // The convention says to ignore a value that is no absolute path.
+    const char* szData = std::getenv("XDG_DATA_HOME");
+    if (szData && *szData == '/') return szData;
+    return pathAppend(vdxGetHomeDirectory(), ".local/share");
+}
+
+}  // namespace
+
+std::string getApplicationSupportPath() {
+    return pathAppend(userDataDirectory(), pathGetFileName(vdxGetExeFileName()));
+}
+
+std::string getAppDocumentsPath() {
+    return pathAppend(vdxGetHomeDirectory(), "Documents");
+}
+
+std::string getAppPath() {
+    return pathRemoveLastPart(vdxGetExeFileName());
+}
+
+std::string getAppResourcePath() {
+    return getAppPath();
+}
