@@ -1,0 +1,204 @@
+// Every set of inner loops that this processor runs against the plain rules.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <random>
+
+#include "text/codec_drivers.h"
+#include "text/codec_models.h"
+#include "text/guarded_copy.h"
+
+using namespace vdx;
+
+namespace {
+
+constexpr std::size_t s_nMostLength = 300;
+
+std::string randomBytes(std::mt19937& random, std::size_t n) {
+    std::string strBytes(n, 0);
+    for (char& c : strBytes)
+        c = static_cast<char>(random());
+    return strBytes;
+}
+
+// Digits of both cases.
+std::string mixCase(std::mt19937& random, std::string strHex) {
+    for (char& c : strHex)
+        if (c >= 'A' && random() % 2 == 0) c = static_cast<char>(c | 0x20);
+    return strHex;
+}
+
+// All decoders of one set against the rules; the text and the output end at a guarded page.
+class decoderCheck {
+public:
+    explicit decoderCheck(const codecKernels& kernels) : m_kernels(kernels) {}
+
+    ::testing::AssertionResult operator()(const std::string& strText) {
+        const std::string_view strCopy = m_text.set(strText);
+        if (codecText2Bin(m_kernels, strCopy) != modelText2Bin(strText)) return failure("text", strText);
+        if (codecBase162Bin(m_kernels, strCopy) != modelBase162Bin(strText))
+            return failure("base 16", strText);
+        if (codecBase642Bin(m_kernels, strCopy) != modelBase642Bin(strText))
+            return failure("base 64", strText);
+        if (strText.size() % 2 != 0) return ::testing::AssertionSuccess();
+        const std::size_t n = strText.size() / 2;
+        char* pOut = m_out.room(n);
+        if (!codecFetchBase16(m_kernels, strCopy, pOut, static_cast<int>(n)) ||
+            byteVector(pOut, pOut + n) != modelFetch(strText))
+            return failure("fetch", strText);
+        return ::testing::AssertionSuccess();
+    }
+
+private:
+    ::testing::AssertionResult failure(const char* szReader, const std::string& strText) const {
+        return ::testing::AssertionFailure() << m_kernels.szName << ' ' << szReader << ": " << strText;
+    }
+
+    const codecKernels& m_kernels;
+    guardedCopy m_text{100000};
+    guardedCopy m_out{100000};
+};
+
+void forAllSets(const std::function<void(const codecKernels&)>& check) {
+    for (const codecKernels* pKernels : getAllCodecKernels()) {
+        SCOPED_TRACE(pKernels->szName);
+        check(*pKernels);
+    }
+}
+
+// Clean texts of all forms that a decoder may meet, for n bytes.
+std::vector<std::string> cleanTexts(std::mt19937& random, std::size_t n) {
+    const std::string strBytes = randomBytes(random, n);
+    return {mixCase(random, modelHex(strBytes, "")), mixCase(random, modelHex(strBytes, " ")),
+            modelBin2Base64(strBytes)};
+}
+
+}  // namespace
+
+TEST(codecKernels, EncodersEqualTheRulesAtAllLengthsAndAlignments) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(1);
+        std::string strBuffer;
+        for (std::size_t n = 0; n <= s_nMostLength; ++n) {
+            const std::string strBytes = randomBytes(random, n);
+            const std::string strText = modelHex(strBytes, " "), strHex = modelHex(strBytes, "");
+            const std::string strBase64 = modelBin2Base64(strBytes);
+            for (std::size_t nShift = 0; nShift < 32; ++nShift) {
+                strBuffer.assign(nShift, 'x');
+                strBuffer += strBytes;
+                const char* p = strBuffer.data() + nShift;
+                ASSERT_EQ(codecBin2Text(kernels, p, static_cast<int>(n)), strText);
+                ASSERT_EQ(codecBin2Base16(kernels, p, static_cast<int>(n)), strHex);
+                ASSERT_EQ(codecBin2Base64(kernels, p, static_cast<int>(n)), strBase64);
+            }
+        }
+    });
+}
+
+TEST(codecKernels, EncodersStayInsideTheirData) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(2);
+        guardedCopy in(s_nMostLength), out(3 * s_nMostLength);
+        for (std::size_t n = 0; n <= s_nMostLength; ++n) {
+            const std::string strBytes = randomBytes(random, n);
+            const auto pIn = reinterpret_cast<const std::uint8_t*>(in.set(strBytes).data());
+            const auto check = [&](auto pEncode, const std::string& strExpected) {
+                char* pOut = out.room(strExpected.size());
+                pEncode(pIn, n, pOut);
+                ASSERT_EQ(std::string(pOut, strExpected.size()), strExpected);
+            };
+            check(kernels.encodeSpaced, modelHex(strBytes, " "));
+            check(kernels.encodeBase16, modelHex(strBytes, ""));
+            check(kernels.encodeBase64, modelBin2Base64(strBytes));
+        }
+    });
+}
+
+TEST(codecKernels, DecodersEqualTheRulesOnCleanTextAtAllLengthsAndAlignments) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(3);
+        std::string strBuffer;
+        for (std::size_t n = 0; n <= s_nMostLength; ++n) {
+            for (const std::string& strText : cleanTexts(random, n)) {
+                const byteVector separated = modelText2Bin(strText), packed = modelBase162Bin(strText);
+                const byteVector base64 = modelBase642Bin(strText);
+                for (std::size_t nShift = 0; nShift < 32; ++nShift) {
+                    strBuffer.assign(nShift, 'x');
+                    strBuffer += strText;
+                    const std::string_view strShifted = std::string_view(strBuffer).substr(nShift);
+                    ASSERT_EQ(codecText2Bin(kernels, strShifted), separated);
+                    ASSERT_EQ(codecBase162Bin(kernels, strShifted), packed);
+                    ASSERT_EQ(codecBase642Bin(kernels, strShifted), base64);
+                }
+            }
+        }
+    });
+}
+
+TEST(codecKernels, DecodersEqualTheRulesWithAForeignCharacterAnywhere) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(4);
+        decoderCheck check(kernels);
+        const std::string strForeign("\n=-\0\x80\xFF@`/:gG ", 13);
+        for (std::size_t n = 0; n <= s_nMostLength; ++n) {
+            for (std::string strText : cleanTexts(random, n)) {
+                // All lengths, too, not those of whole bytes only.
+                strText.resize(std::min(n, strText.size()));
+                ASSERT_TRUE(check(strText));
+                for (std::size_t i = 0; i < strText.size(); ++i) {
+                    std::string strDirty = strText;
+                    strDirty[i] = strForeign[random() % strForeign.size()];
+                    ASSERT_TRUE(check(strDirty));
+                }
+            }
+        }
+    });
+}
+
+TEST(codecKernels, DecodersEqualTheRulesForAllCharacters) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(5);
+        decoderCheck check(kernels);
+        for (std::string strText : cleanTexts(random, 70)) {
+            for (std::size_t i = 0; i < 100; i += 3) {
+                const char cKept = strText[i];
+                for (int c = 0; c < 256; ++c) {
+                    strText[i] = static_cast<char>(c);
+                    ASSERT_TRUE(check(strText));
+                }
+                strText[i] = cKept;
+            }
+        }
+    });
+}
+
+// Long texts cross from piece to piece with something pending; lines have breaks at odd places.
+TEST(codecKernels, DecodersEqualTheRulesOnLongDirtyTexts) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(6);
+        decoderCheck check(kernels);
+        for (int nRound = 0; nRound < 60; ++nRound) {
+            for (const std::string& strText : cleanTexts(random, 6000 + random() % 3000)) {
+                const std::size_t nLine = 1 + random() % 400;
+                std::string strLines;
+                for (std::size_t i = 0; i < strText.size(); i += nLine)
+                    strLines += strText.substr(i, nLine) + (random() % 8 == 0 ? "\r\n" : "\n");
+                ASSERT_TRUE(check(strLines));
+            }
+        }
+    });
+}
+
+TEST(codecKernels, LongTextsComeBack) {
+    forAllSets([](const codecKernels& kernels) {
+        std::mt19937 random(7);
+        for (const std::size_t n : {1535u, 1536u, 1537u, 4608u, 100000u}) {
+            const std::string strBytes = randomBytes(random, n);
+            const byteVector bytes(strBytes.begin(), strBytes.end());
+            const int nLength = static_cast<int>(n);
+            ASSERT_EQ(codecText2Bin(kernels, codecBin2Text(kernels, strBytes.data(), nLength)), bytes);
+            ASSERT_EQ(codecBase162Bin(kernels, codecBin2Base16(kernels, strBytes.data(), nLength)), bytes);
+            ASSERT_EQ(codecBase642Bin(kernels, codecBin2Base64(kernels, strBytes.data(), nLength)), bytes);
+        }
+    });
+}
