@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vdx/characters.h>
+#include <vdx/codecs.h>
 #include <vdx/directories.h>
 #include <vdx/locks.h>
 #include <vdx/node_alloc.h>
