@@ -30,7 +30,9 @@ std::int32_t dayNumber(std::int64_t nYear, std::int64_t nMonth, std::int64_t nDa
     return static_cast<std::int32_t>(nDays);
 }
 
-std::int64_t floorDivide(std::int64_t a, std::int64_t b) { return a / b - (a % b < 0 ? 1 : 0); }
+std::int64_t floorDivide(std::int64_t a, std::int64_t b) {
+    return a / b - (a % b < 0 ? 1 : 0);
+}
 
 // The inverse for every day: counts from a 1 March, so that the leap day is the
 // last of its year, in cycles of 400 years (146 097 days).
@@ -86,13 +88,27 @@ bool chTime::setSystemTime(const chTime& time) {
     return settimeofday(&value, nullptr) == 0;
 }
 
-int chTime::GetYear() const { return static_cast<int>(dateOf(days).nYear); }
-int chTime::GetMonth() const { return dateOf(days).nMonth; }
-int chTime::GetDay() const { return dateOf(days).nDay; }
-int chTime::GetHour() const { return milliseconds / 3'600'000; }
-int chTime::GetMinute() const { return milliseconds % 3'600'000 / 60'000; }
-int chTime::GetSecond() const { return milliseconds / 1000 % 60; }
-int chTime::GetMillsSecond() const { return milliseconds % 1000; }
+int chTime::GetYear() const {
+    return static_cast<int>(dateOf(days).nYear);
+}
+int chTime::GetMonth() const {
+    return dateOf(days).nMonth;
+}
+int chTime::GetDay() const {
+    return dateOf(days).nDay;
+}
+int chTime::GetHour() const {
+    return milliseconds / 3'600'000;
+}
+int chTime::GetMinute() const {
+    return milliseconds % 3'600'000 / 60'000;
+}
+int chTime::GetSecond() const {
+    return milliseconds / 1000 % 60;
+}
+int chTime::GetMillsSecond() const {
+    return milliseconds % 1000;
+}
 
 int chTime::GetDayOfWeek() const {
     const std::int64_t nRest = (static_cast<std::int64_t>(days) + 2) % 7;
@@ -119,19 +135,31 @@ chTime chTime::operator-(const chTime& other) const {
     return chTime(wrapSub(days, other.days), wrapSub(milliseconds, other.milliseconds));
 }
 
-chTime& chTime::operator+=(const chTime& other) { return *this = *this + other; }
-chTime& chTime::operator-=(const chTime& other) { return *this = *this - other; }
+chTime& chTime::operator+=(const chTime& other) {
+    return *this = *this + other;
+}
+chTime& chTime::operator-=(const chTime& other) {
+    return *this = *this - other;
+}
 
 bool chTime::operator==(const chTime& other) const {
     return days == other.days && milliseconds == other.milliseconds;
 }
-bool chTime::operator!=(const chTime& other) const { return !(*this == other); }
+bool chTime::operator!=(const chTime& other) const {
+    return !(*this == other);
+}
 bool chTime::operator<(const chTime& other) const {
     return days != other.days ? days < other.days : milliseconds < other.milliseconds;
 }
-bool chTime::operator>(const chTime& other) const { return other < *this; }
-bool chTime::operator<=(const chTime& other) const { return !(other < *this); }
-bool chTime::operator>=(const chTime& other) const { return !(*this < other); }
+bool chTime::operator>(const chTime& other) const {
+    return other < *this;
+}
+bool chTime::operator<=(const chTime& other) const {
+    return !(other < *this);
+}
+bool chTime::operator>=(const chTime& other) const {
+    return !(*this < other);
+}
 
 std::string chTime::Format(const char* szFormat) const {
     if (!szFormat) return {};

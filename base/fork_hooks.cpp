@@ -1,8 +1,8 @@
 // One pthread_atfork registration that runs all hooks in lock order.
 #include "base/fork_hooks.h"
 
-#include <atomic>
 #include <pthread.h>
+#include <atomic>
 
 namespace vdx {
 
@@ -34,8 +34,12 @@ void finish(void (*ForkHooks::*pHook)()) {
     }
 }
 
-void inParent() { finish(&ForkHooks::pParent); }
-void inChild() { finish(&ForkHooks::pChild); }
+void inParent() {
+    finish(&ForkHooks::pParent);
+}
+void inChild() {
+    finish(&ForkHooks::pChild);
+}
 
 }  // namespace
 

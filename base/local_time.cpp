@@ -28,7 +28,9 @@ void vdxGetLocalTime(SYSTEMTIME* pOut) {
         bool bFilled;
         SYSTEMTIME time;
     };
-    static thread_local Cache t_cache{};
+    // Few bytes, so they fit where the loader keeps room for late libraries: found
+    // without a call.
+    [[gnu::tls_model("initial-exec")]] static thread_local Cache t_cache{};
     timeval now{};
     gettimeofday(&now, nullptr);
     if (!t_cache.bFilled || t_cache.nSecond != now.tv_sec) {
@@ -38,4 +40,6 @@ void vdxGetLocalTime(SYSTEMTIME* pOut) {
     pOut->wMilliseconds = static_cast<std::uint16_t>(now.tv_usec / 1000);
 }
 
-chLocalTime::chLocalTime() { vdxGetLocalTime(this); }
+chLocalTime::chLocalTime() {
+    vdxGetLocalTime(this);
+}

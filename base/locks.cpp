@@ -7,9 +7,13 @@
 #include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 
-chCriticalSection::chCriticalSection() { pthread_mutex_init(&m_mutex, nullptr); }
+chCriticalSection::chCriticalSection() {
+    pthread_mutex_init(&m_mutex, nullptr);
+}
 
-chCriticalSection::~chCriticalSection() { pthread_mutex_destroy(&m_mutex); }
+chCriticalSection::~chCriticalSection() {
+    pthread_mutex_destroy(&m_mutex);
+}
 
 bool chCriticalSection::reportLockFailure() {
     // Kept: the text is that of errno, although the call returned its own number.
@@ -21,16 +25,26 @@ void chCriticalSection::reportNotLocked() {
     vdxOutputWarningString("Try to unlock a NOLOCKED CriticalSection.");
 }
 
-void chReentrantCritical::abortNotHeld() { vdxAbort(); }
+void chReentrantCritical::abortNotHeld() {
+    vdxAbort();
+}
 
-xReadWriteLock::xReadWriteLock() { pthread_rwlock_init(&m_lock, nullptr); }
+xReadWriteLock::xReadWriteLock() {
+    pthread_rwlock_init(&m_lock, nullptr);
+}
 
-xReadWriteLock::~xReadWriteLock() { pthread_rwlock_destroy(&m_lock); }
+xReadWriteLock::~xReadWriteLock() {
+    pthread_rwlock_destroy(&m_lock);
+}
 
 namespace {
 
-void enterStatic() { getStaticObjectCritical().Enter(); }
-void leaveStatic() { getStaticObjectCritical().Leave(); }
+void enterStatic() {
+    getStaticObjectCritical().Enter();
+}
+void leaveStatic() {
+    getStaticObjectCritical().Leave();
+}
 
 // Static objects of applications use the lock while they are destroyed, after
 // any destructor of ours would have run: it has none.

@@ -1,14 +1,14 @@
 // Platform primitives.
 #include <vdx/platform.h>
 
+#include <dirent.h>
+#include <sys/select.h>
+#include <unistd.h>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
-#include <sys/select.h>
-#include <unistd.h>
 
 #include <vdx/locks.h>
 #include <vdx/time.h>
@@ -22,7 +22,7 @@ constexpr std::size_t DIRECTORY_BUFFER = 256;
 
 // The task id is a system call: each thread keeps its own. In a forked child only
 // the forking thread lives on, under a new number.
-thread_local std::uint32_t t_nTaskId = 0;
+[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t t_nTaskId = 0;
 
 std::uint32_t fetchTaskId() {
     [[maybe_unused]] static const int s_nRegistered = pthread_atfork(nullptr, nullptr, [] { t_nTaskId = 0; });
@@ -32,7 +32,9 @@ std::uint32_t fetchTaskId() {
 
 // Kept lenient: only an answer of exactly -1 says "no such thread", and the probe
 // answers with an error number instead.
-bool isProbablyAlive(int nId) { return !(vdx::port::probeTask(nId) == -1 && errno == ESRCH); }
+bool isProbablyAlive(int nId) {
+    return !(vdx::port::probeTask(nId) == -1 && errno == ESRCH);
+}
 
 int waitInSelect(int nDescriptors, int nMilliseconds) {
     timeval limit{};
@@ -48,45 +50,79 @@ int addInterlocked(int& nValue, unsigned int nDelta) {
 }
 
 // strerror_r has two forms; each overload turns its result into the text.
-[[maybe_unused]] const char* errorText(const char* szResult, const char*) { return szResult; }
-[[maybe_unused]] const char* errorText(int, const char* szBuffer) { return szBuffer; }
+[[maybe_unused]] const char* errorText(const char* szResult, const char*) {
+    return szResult;
+}
+[[maybe_unused]] const char* errorText(int, const char* szBuffer) {
+    return szBuffer;
+}
 
 }  // namespace
 
-int vdxGetCurrentProcessId() { return getpid(); }
+int vdxGetCurrentProcessId() {
+    return getpid();
+}
 
-std::uint64_t vdxGetCurrentThreadId() { return (std::uint64_t)pthread_self(); }
+std::uint64_t vdxGetCurrentThreadId() {
+    return (std::uint64_t)pthread_self();
+}
 
-std::uint32_t vdxGetCurrentTaskId() { return t_nTaskId != 0 ? t_nTaskId : fetchTaskId(); }
+std::uint32_t vdxGetCurrentTaskId() {
+    return t_nTaskId != 0 ? t_nTaskId : fetchTaskId();
+}
 
-bool vdxIsValidThreadID(pthread_t) { return true; }
+bool vdxIsValidThreadID(pthread_t) {
+    return true;
+}
 
-bool vdxIsValidTaskID(int nId) { return nId != 0 && isProbablyAlive(nId); }
+bool vdxIsValidTaskID(int nId) {
+    return nId != 0 && isProbablyAlive(nId);
+}
 
-bool vdxIsValidProcessID(int nId) { return isProbablyAlive(nId); }
+bool vdxIsValidProcessID(int nId) {
+    return isProbablyAlive(nId);
+}
 
-std::uint64_t vdxGetTickCount() { return chTimer::GetTimeFromBoot_ms(); }
+std::uint64_t vdxGetTickCount() {
+    return chTimer::GetTimeFromBoot_ms();
+}
 
-std::uint64_t vdxGetCPUTickCount() { return 0; }
+std::uint64_t vdxGetCPUTickCount() {
+    return 0;
+}
 
-int vdxSleep(int nMilliseconds) { return waitInSelect(0, nMilliseconds); }
+int vdxSleep(int nMilliseconds) {
+    return waitInSelect(0, nMilliseconds);
+}
 
-int vdxDelay(int nMilliseconds) { return waitInSelect(1024, nMilliseconds); }
+int vdxDelay(int nMilliseconds) {
+    return waitInSelect(1024, nMilliseconds);
+}
 
-int vdxSwitchToThread() { return usleep(10); }
+int vdxSwitchToThread() {
+    return usleep(10);
+}
 
-std::uint32_t vdxGetLastError() { return static_cast<std::uint32_t>(errno); }
+std::uint32_t vdxGetLastError() {
+    return static_cast<std::uint32_t>(errno);
+}
 
-std::string vdxTransLastError() { return vdxTransLastError(static_cast<unsigned int>(errno)); }
+std::string vdxTransLastError() {
+    return vdxTransLastError(static_cast<unsigned int>(errno));
+}
 
 std::string vdxTransLastError(unsigned int nCode) {
     char buffer[128] = "";
     return errorText(strerror_r(static_cast<int>(nCode), buffer, sizeof buffer), buffer);
 }
 
-int vdxInterlockedIncrement(int& nValue) { return addInterlocked(nValue, 1U); }
+int vdxInterlockedIncrement(int& nValue) {
+    return addInterlocked(nValue, 1U);
+}
 
-int vdxInterlockedDecrement(int& nValue) { return addInterlocked(nValue, ~0U); }
+int vdxInterlockedDecrement(int& nValue) {
+    return addInterlocked(nValue, ~0U);
+}
 
 std::string vdxGetExeFileName() {
     char buffer[DIRECTORY_BUFFER] = "";
@@ -105,7 +141,9 @@ std::string vdxGetHomeDirectory() {
     return szHome ? szHome : std::string();
 }
 
-std::string vdxGetTempDirectory() { return "/tmp"; }
+std::string vdxGetTempDirectory() {
+    return "/tmp";
+}
 
 void vdxAbort() {
     vdxSleep(300);
@@ -115,7 +153,9 @@ void vdxAbort() {
 
 void vdxHookCrashSignal() {}
 
-int KillProcessAppByName(std::string) { return 0; }
+int KillProcessAppByName(std::string) {
+    return 0;
+}
 
 int getFdCounts() {
     const int nTask = static_cast<int>(vdxGetCurrentTaskId());
@@ -123,11 +163,13 @@ int getFdCounts() {
     std::snprintf(szPath, sizeof szPath, "/proc/%d/fd", nTask);
     DIR* pFolder = opendir(szPath);
     if (!pFolder) {
-        vdxTrace(7, "getFdCounts: current fds: open failed! current task:[%d] [%s][%d]\n", nTask, szPath, errno);
+        vdxTrace(7, "getFdCounts: current fds: open failed! current task:[%d] [%s][%d]\n", nTask, szPath,
+                 errno);
         return 0;
     }
     int nEntries = 0;
-    while (readdir(pFolder)) ++nEntries;
+    while (readdir(pFolder))
+        ++nEntries;
     vdxTrace(7, "getFdCounts: current task:[%d] fds:%d\n", nTask, nEntries);
     closedir(pFolder);
     return 0;

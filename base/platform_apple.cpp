@@ -1,10 +1,10 @@
 // The port to macOS.
 #include "base/platform_port.h"
 
-#include <atomic>
 #include <mach/mach_time.h>
 #include <pthread.h>
 #include <signal.h>
+#include <atomic>
 
 namespace vdx::port {
 
@@ -32,7 +32,9 @@ std::uint64_t bootNanoseconds() {
     return mach_absolute_time() * ratio.numer / ratio.denom;
 }
 
-std::uint32_t taskId() { return pthread_mach_thread_np(pthread_self()); }
+std::uint32_t taskId() {
+    return pthread_mach_thread_np(pthread_self());
+}
 
 int probeTask(int nId) {
     pthread_t hThread = pthread_from_mach_thread_np(static_cast<mach_port_t>(nId));

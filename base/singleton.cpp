@@ -21,7 +21,8 @@ SingletonGate::Verdict SingletonGate::enter() {
 }
 
 void* SingletonGate::waitForOther() const {
-    while (!find()) vdxSleep(50);
+    while (!find())
+        vdxSleep(50);
     return find();
 }
 

@@ -56,10 +56,14 @@ public:
 private:
     static void* create() {
         switch (s_gate.enter()) {
-            case SingletonGate::Verdict::First: return make();
-            case SingletonGate::Verdict::OtherThread: return s_gate.waitForOther();
-            case SingletonGate::Verdict::SameThreadAgain: SingletonGate::abortReentry(toStderr(), T::SINGLETON_NAME);
-            case SingletonGate::Verdict::AlreadyMade: break;
+            case SingletonGate::Verdict::First:
+                return make();
+            case SingletonGate::Verdict::OtherThread:
+                return s_gate.waitForOther();
+            case SingletonGate::Verdict::SameThreadAgain:
+                SingletonGate::abortReentry(toStderr(), T::SINGLETON_NAME);
+            case SingletonGate::Verdict::AlreadyMade:
+                break;
         }
         return s_gate.find();
     }

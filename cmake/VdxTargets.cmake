@@ -25,6 +25,10 @@ function(vdx_add_folder name)
   set_target_properties(vdx_${name} PROPERTIES
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_definitions(vdx_${name} PRIVATE VDXLib_EXPORTS)
+  # Our own calls of exported functions go straight to them, not through the symbol table.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(vdx_${name} PRIVATE -fno-semantic-interposition)
+  endif()
   if(NOT BUILD_SHARED_LIBS)
     target_compile_definitions(vdx_${name} PUBLIC VDX_STATIC_DEFINE)
   endif()

@@ -7,7 +7,9 @@ namespace vdx {
 
 namespace {
 
-void put(std::FILE* pFile, std::string_view text) { fwrite_unlocked(text.data(), 1, text.size(), pFile); }
+void put(std::FILE* pFile, std::string_view text) {
+    fwrite_unlocked(text.data(), 1, text.size(), pFile);
+}
 
 // The coloured form of the first three characters; empty if they stay as they are.
 std::string_view colouredHead(std::string_view text) {

@@ -29,12 +29,14 @@ void traceFinished(const char* szModule, const std::string& text) {
 
 std::string messageLine(const char* szTag, const char* szFile, int nLine, const char* szFormat, va_list args)
     __attribute__((format(printf, 4, 0)));
-std::string messageLine(const char* szTag, const char* szFile, int nLine, const char* szFormat, va_list args) {
+std::string messageLine(const char* szTag, const char* szFile, int nLine, const char* szFormat,
+                        va_list args) {
     const std::string text = qv::format_string_v(szFormat, args);
     const chTick now = chTimer::GetTickFromBoot();
     return qv::format_astring("[%s] %s(%d): %u.%.6d (%d:%d)", szTag, szFile ? szFile : "", nLine,
-                              static_cast<unsigned int>(now.seconds), now.microseconds, vdxGetCurrentProcessId(),
-                              static_cast<int>(vdxGetCurrentTaskId())) + text;
+                              static_cast<unsigned int>(now.seconds), now.microseconds,
+                              vdxGetCurrentProcessId(), static_cast<int>(vdxGetCurrentTaskId())) +
+           text;
 }
 
 }  // namespace

@@ -6,7 +6,9 @@
 
 namespace vdx {
 
-bool traceLevelPasses(int) { return true; }
+bool traceLevelPasses(int) {
+    return true;
+}
 
 void traceText(const char* szModule, const std::string& text) {
     std::string line;

@@ -12,7 +12,9 @@
 
 namespace {
 
-std::FILE* stream(bool bToStderr) { return bToStderr ? stderr : stdout; }
+std::FILE* stream(bool bToStderr) {
+    return bToStderr ? stderr : stdout;
+}
 
 void writeDebugLine(const char* szFormat, va_list args) __attribute__((format(printf, 1, 0)));
 void writeDebugLine(const char* szFormat, va_list args) {
@@ -29,8 +31,10 @@ void vdxOutputWarningString(const char* szFormat, ...) {
     va_end(args);
     const chTick now = chTimer::GetTickFromBoot();
     vdx::writeConsoleLine(
-        stderr, qv::format_astring("[W:] %u.%.6d (%d:%d) ", static_cast<unsigned int>(now.seconds), now.microseconds,
-                                   vdxGetCurrentProcessId(), static_cast<int>(vdxGetCurrentTaskId())) + text);
+        stderr,
+        qv::format_astring("[W:] %u.%.6d (%d:%d) ", static_cast<unsigned int>(now.seconds), now.microseconds,
+                           vdxGetCurrentProcessId(), static_cast<int>(vdxGetCurrentTaskId())) +
+            text);
 }
 
 void consolePrintf(bool bToStderr, const char* szFormat, ...) {

@@ -37,7 +37,8 @@ public:
             const std::string name = run.run_name.str();
             const bool bWall = name.find("real_time") != std::string::npos;
             const double seconds = (bWall ? run.real_accumulated_time : run.cpu_accumulated_time);
-            const double time = seconds * 1e9 / static_cast<double>(std::max<benchmark::IterationCount>(run.iterations, 1));
+            const double time =
+                seconds * 1e9 / static_cast<double>(std::max<benchmark::IterationCount>(run.iterations, 1));
             const auto [it, bNew] = m_best.emplace(name, time);
             if (!bNew) it->second = std::min(it->second, time);
         }
@@ -58,7 +59,8 @@ private:
 std::string timeText(double nanoseconds) {
     static constexpr const char* UNITS[] = {"ns", "us", "ms", "s"};
     int unit = 0;
-    for (; unit < 3 && nanoseconds >= 1000; ++unit) nanoseconds /= 1000;
+    for (; unit < 3 && nanoseconds >= 1000; ++unit)
+        nanoseconds /= 1000;
     char text[40];
     std::snprintf(text, sizeof text, "%.3g %s", nanoseconds, UNITS[unit]);
     return text;
@@ -81,7 +83,8 @@ bool makeRow(const Figure& figure, const BestTimes& times, Row& row) {
 }
 
 void print(const std::vector<Row>& rows) {
-    std::printf("\n| figure | ours | best peer | peer | ratio | goal | met |\n|---|---|---|---|---|---|---|\n");
+    std::printf(
+        "\n| figure | ours | best peer | peer | ratio | goal | met |\n|---|---|---|---|---|---|---|\n");
     const char* szTable = std::getenv("VDX_BENCH_TABLE");
     std::FILE* pTable = szTable ? std::fopen(szTable, "a") : nullptr;
     for (const Row& row : rows) {
@@ -99,7 +102,8 @@ int run(int argc, char** argv) {
     std::vector<char*> args(argv, argv + argc);
     std::string defaults[] = {"--benchmark_repetitions=5", "--benchmark_enable_random_interleaving=true",
                               "--benchmark_min_time=0.05"};
-    for (std::string& option : defaults) args.insert(args.begin() + 1, option.data());
+    for (std::string& option : defaults)
+        args.insert(args.begin() + 1, option.data());
     int count = static_cast<int>(args.size());
     args.push_back(nullptr);
     benchmark::Initialize(&count, args.data());
@@ -133,8 +137,8 @@ bool addFigure(Figure figure) {
     return true;
 }
 
-void addMeasured(const std::string& title, double ours, const std::string& peer, double peerValue, double goal,
-                 const char* unit) {
+void addMeasured(const std::string& title, double ours, const std::string& peer, double peerValue,
+                 double goal, const char* unit) {
     char own[40], other[40];
     std::snprintf(own, sizeof own, "%.3g %s", ours, unit);
     std::snprintf(other, sizeof other, "%.3g %s", peerValue, unit);
@@ -143,4 +147,6 @@ void addMeasured(const std::string& title, double ours, const std::string& peer,
 
 }  // namespace vdx::bench
 
-int main(int argc, char** argv) { return vdx::bench::run(argc, argv); }
+int main(int argc, char** argv) {
+    return vdx::bench::run(argc, argv);
+}

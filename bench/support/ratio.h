@@ -24,8 +24,8 @@ bool addFigure(Figure figure);
 
 // A figure that is no time, such as bytes of peak memory: measured while the
 // benchmarks run or after them, less is better.
-void addMeasured(const std::string& title, double ours, const std::string& peer, double peerValue, double goal,
-                 const char* unit);
+void addMeasured(const std::string& title, double ours, const std::string& peer, double peerValue,
+                 double goal, const char* unit);
 
 }  // namespace vdx::bench
 

@@ -1,11 +1,12 @@
 // In-process locks that know their holder.
 #pragma once
 
+#include <pthread.h>
 #include <atomic>
 #include <cstdint>
-#include <pthread.h>
 
 #include <vdx/export.h>
+#include <vdx/thread_handle.h>
 
 // Example:
 //   chCriticalSection lock;
@@ -27,7 +28,7 @@ public:
     // chReentrantCritical.
     bool Lock() {
         if (pthread_mutex_lock(&m_mutex) != 0) return reportLockFailure();
-        m_nOwner.store(self(), std::memory_order_relaxed);
+        m_nOwner.store(vdxThreadHandle(), std::memory_order_relaxed);
         return true;
     }
 
@@ -42,18 +43,19 @@ public:
     bool IsLocked() const { return m_nOwner.load(std::memory_order_relaxed) != 0; }
 
     // Whether the calling thread holds the lock; exact.
-    bool IsLockedByThisThread() const { return m_nOwner.load(std::memory_order_relaxed) == self(); }
+    bool IsLockedByThisThread() const {
+        return m_nOwner.load(std::memory_order_relaxed) == vdxThreadHandle();
+    }
 
 private:
-    // The number that vdxGetCurrentThreadId returns; never 0.
-    static std::uint64_t self() { return (std::uint64_t)pthread_self(); }
     static bool reportLockFailure();
     static void reportNotLocked();
 
-    pthread_mutex_t m_mutex;
     // Written by the holder only. Read without the lock: a stale value can only
-    // say that the lock is not the reader's, which is then the truth.
-    std::atomic<std::uint64_t> m_nOwner{0};  // 0: free.
+    // say that the lock is not the reader's, which is then the truth. Aligned so
+    // that it shares a cache line with the words of the mutex that are in use.
+    alignas(32) std::atomic<std::uint64_t> m_nOwner{0};  // 0: free.
+    pthread_mutex_t m_mutex;
 };
 
 // A lock that its holder may enter again; free after as many leaves as enters.

@@ -1,8 +1,8 @@
 // Identity of process and threads, clock ticks, sleeping, errors, directories.
 #pragma once
 
-#include <cstdint>
 #include <pthread.h>
+#include <cstdint>
 #include <string>
 
 #include <vdx/export.h>

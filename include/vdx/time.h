@@ -1,10 +1,10 @@
 // Ticks and timeouts on the boot clock; calendar time.
 #pragma once
 
+#include <sys/time.h>
+#include <sys/types.h>
 #include <cstdint>
 #include <string>
-#include <sys/types.h>
-#include <sys/time.h>
 
 #include <vdx/export.h>
 

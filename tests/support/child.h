@@ -1,0 +1,62 @@
+// Runs code or a program in a process of its own and keeps what it wrote.
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "support/temp_dir.h"
+
+namespace vdxtest {
+
+struct ChildResult {
+    int nStatus = -1;  // As waitpid gives it.
+    std::string out;
+    std::string err;
+
+    int exitCode() const { return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1; }
+    int signal() const { return WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : 0; }
+};
+
+// Forks, runs `body` in the child with standard output and error in files, and
+// ends the child by _exit with what the body returns.
+template <class Body>
+ChildResult runInChild(Body body) {
+    const TempDir dir;
+    const std::string out = dir / "out", err = dir / "err";
+    std::fflush(nullptr);
+    const pid_t idChild = fork();
+    if (idChild == 0) {
+        if (!std::freopen(out.c_str(), "w", stdout) || !std::freopen(err.c_str(), "w", stderr)) _exit(99);
+        const int nCode = body();
+        std::fflush(nullptr);
+        _exit(nCode);
+    }
+    ChildResult result;
+    waitpid(idChild, &result.nStatus, 0);
+    result.out = TempDir::read(out);
+    result.err = TempDir::read(err);
+    return result;
+}
+
+// Runs a program with arguments and, added to its environment, settings such as
+// "trace=3:console"; waits for its end.
+inline ChildResult runProgram(const std::vector<std::string>& args,
+                              const std::vector<std::string>& environment = {}) {
+    return runInChild([&] {
+        for (const std::string& setting : environment) {
+            const auto nEqual = setting.find('=');
+            setenv(setting.substr(0, nEqual).c_str(), setting.substr(nEqual + 1).c_str(), 1);
+        }
+        std::vector<char*> argv;
+        for (const std::string& arg : args)
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        return 98;
+    });
+}
+
+}  // namespace vdxtest
