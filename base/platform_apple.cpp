@@ -37,8 +37,8 @@ std::uint32_t taskId() {
 }
 
 int probeTask(int nId) {
-    pthread_t hThread = pthread_from_mach_thread_np(static_cast<mach_port_t>(nId));
-    return hThread == nullptr ? 0 : pthread_kill(hThread, 0);
+    const pthread_t hThread = pthread_from_mach_thread_np(static_cast<mach_port_t>(nId));
+    return hThread == pthread_t{} ? 0 : pthread_kill(hThread, 0);
 }
 
 }  // namespace vdx::port
