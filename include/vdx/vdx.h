@@ -8,6 +8,9 @@
 #include <vdx/node_alloc.h>
 #include <vdx/path.h>
 #include <vdx/platform.h>
+#include <vdx/pool.h>
+#include <vdx/share_pointer.h>
+#include <vdx/share_string.h>
 #include <vdx/time.h>
 #include <vdx/trace.h>
 #include <vdx/warnings.h>
