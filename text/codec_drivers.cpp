@@ -9,32 +9,33 @@ namespace vdx {
 
 namespace {
 
-// Results are made in pieces on the stack and appended to reserved storage. A string or a vector made
-// at its full size would first be filled with zeros, through memory and back for large ones.
-//
-// Whole pieces are a multiple of every block of the vector sets and of three bytes.
-constexpr std::size_t s_nPieceBytes = 1536;
-constexpr std::size_t s_nPieceText = 6144;
-
 using encodeLoop = void (*)(const std::uint8_t*, std::size_t, char*);
 
-template <typename SIZE>
-std::string encode(encodeLoop pEncode, SIZE textSize, const void* pData, int nLength) {
+// The text of nText characters that pEncode makes of the bytes.
+std::string encode(encodeLoop pEncode, const void* pData, std::size_t nBytes, std::size_t nText) {
     std::string strText;
-    if (pData == nullptr || nLength < 1) return strText;
-    auto nLeft = static_cast<std::size_t>(nLength);
-    auto pIn = static_cast<const std::uint8_t*>(pData);
-    char aPiece[3 * s_nPieceBytes];
-    strText.reserve(textSize(nLeft));
-    while (nLeft > 0) {
-        const std::size_t nStep = std::min(nLeft, s_nPieceBytes);
-        pEncode(pIn, nStep, aPiece);
-        strText.append(aPiece, textSize(nStep));
-        pIn += nStep;
-        nLeft -= nStep;
-    }
+    const auto pIn = static_cast<const std::uint8_t*>(pData);
+#ifdef __cpp_lib_string_resize_and_overwrite
+    strText.resize_and_overwrite(nText, [=](char* pOut, std::size_t) {
+        pEncode(pIn, nBytes, pOut);
+        return nText;
+    });
+#else
+    strText.resize(nText);  // Slower: fills the text with zeros first.
+    pEncode(pIn, nBytes, strText.data());
+#endif
     return strText;
 }
+
+std::size_t usableLength(const void* pData, int nLength) {
+    return pData == nullptr || nLength < 1 ? 0 : static_cast<std::size_t>(nLength);
+}
+
+// Decoded bytes are made in pieces on the stack and appended to reserved storage: a vector made at its
+// full size would first be filled with zeros, through memory and back for large ones.
+//
+// Whole pieces are a multiple of every block of the vector sets.
+constexpr std::size_t s_nPieceText = 6144;
 
 // Readers take text character by character (put) or, while nothing is pending (isIdle), in clean runs
 // (takeClean gives the characters taken). They write at m_pOut.
@@ -191,18 +192,18 @@ std::vector<unsigned char> decode(READER reader, std::string_view strText) {
 }  // namespace
 
 std::string codecBin2Text(const codecKernels& kernels, const void* pData, int nLength) {
-    return encode(
-        kernels.encodeSpaced, [](std::size_t n) { return 3 * n; }, pData, nLength);
+    const std::size_t n = usableLength(pData, nLength);
+    return encode(kernels.encodeSpaced, pData, n, 3 * n);
 }
 
 std::string codecBin2Base16(const codecKernels& kernels, const void* pData, int nLength) {
-    return encode(
-        kernels.encodeBase16, [](std::size_t n) { return 2 * n; }, pData, nLength);
+    const std::size_t n = usableLength(pData, nLength);
+    return encode(kernels.encodeBase16, pData, n, 2 * n);
 }
 
 std::string codecBin2Base64(const codecKernels& kernels, const void* pData, int nLength) {
-    return encode(
-        kernels.encodeBase64, [](std::size_t n) { return (n + 2) / 3 * 4; }, pData, nLength);
+    const std::size_t n = usableLength(pData, nLength);
+    return encode(kernels.encodeBase64, pData, n, (n + 2) / 3 * 4);
 }
 
 std::vector<unsigned char> codecText2Bin(const codecKernels& kernels, std::string_view strText) {
