@@ -4,11 +4,15 @@
 #include <vdx/characters.h>
 #include <vdx/codecs.h>
 #include <vdx/directories.h>
+#include <vdx/dynamic_module.h>
+#include <vdx/find_file.h>
 #include <vdx/locks.h>
+#include <vdx/memory2d.h>
 #include <vdx/node_alloc.h>
 #include <vdx/path.h>
 #include <vdx/platform.h>
 #include <vdx/pool.h>
+#include <vdx/rounding.h>
 #include <vdx/share_pointer.h>
 #include <vdx/share_string.h>
 #include <vdx/time.h>

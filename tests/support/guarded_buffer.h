@@ -1,0 +1,40 @@
+// Memory whose end is followed by a page that cannot be touched.
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+#include <cstddef>
+#include <new>
+
+// An array of nCount objects that ends where a forbidden page begins: reading or
+// writing past it ends the test.
+template <class T>
+class GuardedBuffer {
+public:
+    explicit GuardedBuffer(std::size_t nCount) {
+        const auto nPage = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        const std::size_t nBytes = nCount * sizeof(T);
+        m_nUsable = (nBytes + nPage - 1) / nPage * nPage;
+        m_nMapped = m_nUsable + nPage;
+        void* pMapped = mmap(nullptr, m_nMapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pMapped == MAP_FAILED) throw std::bad_alloc();
+        m_pMapped = static_cast<char*>(pMapped);
+        mprotect(m_pMapped + m_nUsable, nPage, PROT_NONE);
+        m_pFirst = reinterpret_cast<T*>(m_pMapped + m_nUsable - nBytes);
+    }
+    ~GuardedBuffer() { munmap(m_pMapped, m_nMapped); }
+    GuardedBuffer(const GuardedBuffer&) = delete;
+    GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+
+    T* data() { return m_pFirst; }
+    template <class Index>
+    T& operator[](Index i) {
+        return m_pFirst[i];
+    }
+
+private:
+    char* m_pMapped;
+    T* m_pFirst;
+    std::size_t m_nUsable;
+    std::size_t m_nMapped;
+};
