@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "text/codec_tables.h"
+#include "text/write_string.h"
 
 namespace vdx {
 
@@ -13,18 +14,10 @@ using encodeLoop = void (*)(const std::uint8_t*, std::size_t, char*);
 
 // The text of nText characters that pEncode makes of the bytes.
 std::string encode(encodeLoop pEncode, const void* pData, std::size_t nBytes, std::size_t nText) {
-    std::string strText;
-    const auto pIn = static_cast<const std::uint8_t*>(pData);
-#ifdef __cpp_lib_string_resize_and_overwrite
-    strText.resize_and_overwrite(nText, [=](char* pOut, std::size_t) {
-        pEncode(pIn, nBytes, pOut);
+    return writeString<char>(nText, [&](char* pOut) {
+        pEncode(static_cast<const std::uint8_t*>(pData), nBytes, pOut);
         return nText;
     });
-#else
-    strText.resize(nText);  // Slower: fills the text with zeros first.
-    pEncode(pIn, nBytes, strText.data());
-#endif
-    return strText;
 }
 
 std::size_t usableLength(const void* pData, int nLength) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <vdx/characters.h>
+#include <vdx/code_page.h>
 #include <vdx/codecs.h>
 #include <vdx/directories.h>
 #include <vdx/dynamic_module.h>

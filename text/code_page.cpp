@@ -1,0 +1,157 @@
+// Double-byte code pages from files.
+#include <vdx/code_page.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
+#include "siblings/pmrfile/whole_file.h"
+#include "text/write_string.h"
+
+namespace {
+
+constexpr unsigned short s_nUnknown = '?';
+constexpr std::size_t s_nRecordSize = 4;
+constexpr std::size_t s_nCodeOffset = 2;  // Of the multi-byte code in its record.
+constexpr std::size_t s_nAllCodes = 0x10000;
+
+// Bytes (and wide characters) that are neither ASCII nor the start of a double-byte character.
+constexpr bool isNoCharacter(std::uint32_t c) {
+    return c == 0x80 || c == 0xFF;
+}
+
+unsigned short readNative(const unsigned char* p) {
+    unsigned short nValue;
+    std::memcpy(&nValue, p, sizeof nValue);
+    return nValue;
+}
+
+void makeNative(unsigned char* p) {
+    const auto nValue = static_cast<unsigned short>(p[0] << 8 | p[1]);
+    std::memcpy(p, &nValue, sizeof nValue);
+}
+
+// The code that all double-byte characters of the text are looked up by; 0 when its second byte is a
+// zero, or when there is none.
+unsigned short firstCode(const std::string& strText) {
+    if (strText.size() < 2 || strText[1] == 0) return 0;
+    return static_cast<unsigned short>(static_cast<unsigned char>(strText[0]) << 8 |
+                                       static_cast<unsigned char>(strText[1]));
+}
+
+// Widens the bytes below 0x80 at the start of [p, pEnd); returns how many there are.
+std::size_t widenAscii(const char* p, const char* pEnd, wchar_t* pOut) {
+    const char* const pBegin = p;
+    while (pEnd - p >= 8) {
+        std::uint64_t nBytes;
+        std::memcpy(&nBytes, p, sizeof nBytes);
+        if ((nBytes & 0x8080808080808080u) != 0) break;
+        for (int i = 0; i < 8; ++i)
+            *pOut++ = static_cast<wchar_t>(*p++);
+    }
+    while (p != pEnd && static_cast<unsigned char>(*p) < 0x80)
+        *pOut++ = static_cast<wchar_t>(*p++);
+    return static_cast<std::size_t>(p - pBegin);
+}
+
+}  // namespace
+
+chCodePage::chCodePage(const std::string& strPath) {
+    if (!strPath.empty()) LoadCodePageFile(strPath);
+}
+
+chCodePage::~chCodePage() = default;
+
+bool chCodePage::LoadCodePageFile(const std::string& strPath) {
+    UnloadCodePageFile();
+    std::vector<unsigned char> bytes;
+    if (!vdxDumpBinFile(strPath, bytes) || bytes.size() < s_nRecordSize) return false;
+    m_table = std::move(bytes);
+    takeRecords();
+    return true;
+}
+
+void chCodePage::UnloadCodePageFile() {
+    m_nCount = 0;
+    m_table.clear();
+    m_codes.clear();
+}
+
+// Brings the records that were read to native byte order and builds the index of Unicode codes.
+void chCodePage::takeRecords() {
+    m_nCount = static_cast<int>(std::min<std::size_t>(m_table.size() / s_nRecordSize, INT_MAX));
+    m_codes.assign(s_nAllCodes, s_nUnknown);
+    // Backwards, so that the first record of a Unicode code has the last word.
+    for (int i = m_nCount - 1; i >= 0; --i) {
+        unsigned char* pRecord = m_table.data() + static_cast<std::size_t>(i) * s_nRecordSize;
+        makeNative(pRecord);
+        makeNative(pRecord + s_nCodeOffset);
+        m_codes[wideAt(i)] = codeAt(i);
+    }
+}
+
+unsigned short chCodePage::wideAt(int nIndex) const {
+    return readNative(m_table.data() + static_cast<std::size_t>(nIndex) * s_nRecordSize);
+}
+
+unsigned short chCodePage::codeAt(int nIndex) const {
+    return readNative(m_table.data() + static_cast<std::size_t>(nIndex) * s_nRecordSize + s_nCodeOffset);
+}
+
+unsigned short chCodePage::MBCS2W_fast(unsigned short nCode) const {
+    if (m_nCount < 1) return s_nUnknown;
+    int nLow = 0, nHigh = m_nCount - 1;
+    if (codeAt(nLow) == nCode) return wideAt(nLow);
+    if (codeAt(nHigh) == nCode) return wideAt(nHigh);
+    if (nCode < codeAt(nLow) || nCode > codeAt(nHigh)) return s_nUnknown;
+    // The records at both ends have been seen.
+    while (nHigh - nLow > 1) {
+        const int nProbe = nLow + (nHigh - nLow) / 2;
+        const unsigned short nFound = codeAt(nProbe);
+        if (nFound == nCode) return wideAt(nProbe);
+        (nFound > nCode ? nHigh : nLow) = nProbe;
+    }
+    return s_nUnknown;
+}
+
+unsigned short chCodePage::W2MBCS_slow(unsigned short nWide) const {
+    return m_codes.empty() ? s_nUnknown : m_codes[nWide];
+}
+
+std::wstring chCodePage::MBCS2W(const std::string& strText) const {
+    const char* p = strText.data();
+    const char* const pEnd = p + strText.size();
+    const unsigned short nCode = firstCode(strText);
+    const auto nWide = static_cast<wchar_t>(nCode != 0 ? MBCS2W_fast(nCode) : s_nUnknown);
+    return vdx::writeString<wchar_t>(strText.size(), [&](wchar_t* const pBegin) {
+        wchar_t* pOut = pBegin;
+        while (p < pEnd) {
+            const std::size_t nAscii = widenAscii(p, pEnd, pOut);
+            p += nAscii;
+            pOut += nAscii;
+            if (p == pEnd) break;
+            const bool bDouble = nCode != 0 && !isNoCharacter(static_cast<unsigned char>(*p));
+            *pOut++ = bDouble ? nWide : static_cast<wchar_t>(s_nUnknown);
+            p += bDouble ? std::min<std::ptrdiff_t>(2, pEnd - p) : 1;
+        }
+        return static_cast<std::size_t>(pOut - pBegin);
+    });
+}
+
+std::string chCodePage::W2MBCS(const std::wstring& strText) const {
+    return vdx::writeString<char>(2 * strText.size(), [&](char* const pBegin) {
+        char* pOut = pBegin;
+        for (const wchar_t cWide : strText) {
+            const auto c = static_cast<std::uint32_t>(cWide);
+            if (c < 0x80 || isNoCharacter(c)) {
+                *pOut++ = c < 0x80 ? static_cast<char>(c) : '?';
+                continue;
+            }
+            const unsigned short nCode = W2MBCS_slow(static_cast<unsigned short>(c));
+            *pOut++ = static_cast<char>(nCode >> 8);
+            *pOut++ = static_cast<char>(nCode);
+        }
+        return static_cast<std::size_t>(pOut - pBegin);
+    });
+}
