@@ -21,15 +21,30 @@ constexpr bool isNoCharacter(std::uint32_t c) {
     return c == 0x80 || c == 0xFF;
 }
 
-unsigned short readNative(const unsigned char* p) {
+using byteVector = std::vector<unsigned char>;
+
+unsigned short readAt(const byteVector& table, int nIndex, std::size_t nOffset) {
     unsigned short nValue;
-    std::memcpy(&nValue, p, sizeof nValue);
+    std::memcpy(&nValue, table.data() + static_cast<std::size_t>(nIndex) * s_nRecordSize + nOffset,
+                sizeof nValue);
     return nValue;
 }
 
-void makeNative(unsigned char* p) {
-    const auto nValue = static_cast<unsigned short>(p[0] << 8 | p[1]);
-    std::memcpy(p, &nValue, sizeof nValue);
+unsigned short wideAt(const byteVector& table, int nIndex) {
+    return readAt(table, nIndex, 0);
+}
+
+unsigned short codeAt(const byteVector& table, int nIndex) {
+    return readAt(table, nIndex, s_nCodeOffset);
+}
+
+// Brings both halves of a record from the file's byte order to the processor's.
+void makeNative(byteVector& table, int nIndex) {
+    unsigned char* p = table.data() + static_cast<std::size_t>(nIndex) * s_nRecordSize;
+    for (const std::size_t nOffset : {std::size_t{0}, s_nCodeOffset}) {
+        const auto nValue = static_cast<unsigned short>(p[nOffset] << 8 | p[nOffset + 1]);
+        std::memcpy(p + nOffset, &nValue, sizeof nValue);
+    }
 }
 
 // The code that all double-byte characters of the text are looked up by; 0 when its second byte is a
@@ -68,7 +83,13 @@ bool chCodePage::LoadCodePageFile(const std::string& strPath) {
     std::vector<unsigned char> bytes;
     if (!vdxDumpBinFile(strPath, bytes) || bytes.size() < s_nRecordSize) return false;
     m_table = std::move(bytes);
-    takeRecords();
+    m_nCount = static_cast<int>(std::min<std::size_t>(m_table.size() / s_nRecordSize, INT_MAX));
+    m_codes.assign(s_nAllCodes, s_nUnknown);
+    // Backwards, so that the first record of a Unicode code has the last word.
+    for (int i = m_nCount - 1; i >= 0; --i) {
+        makeNative(m_table, i);
+        m_codes[wideAt(m_table, i)] = codeAt(m_table, i);
+    }
     return true;
 }
 
@@ -78,38 +99,17 @@ void chCodePage::UnloadCodePageFile() {
     m_codes.clear();
 }
 
-// Brings the records that were read to native byte order and builds the index of Unicode codes.
-void chCodePage::takeRecords() {
-    m_nCount = static_cast<int>(std::min<std::size_t>(m_table.size() / s_nRecordSize, INT_MAX));
-    m_codes.assign(s_nAllCodes, s_nUnknown);
-    // Backwards, so that the first record of a Unicode code has the last word.
-    for (int i = m_nCount - 1; i >= 0; --i) {
-        unsigned char* pRecord = m_table.data() + static_cast<std::size_t>(i) * s_nRecordSize;
-        makeNative(pRecord);
-        makeNative(pRecord + s_nCodeOffset);
-        m_codes[wideAt(i)] = codeAt(i);
-    }
-}
-
-unsigned short chCodePage::wideAt(int nIndex) const {
-    return readNative(m_table.data() + static_cast<std::size_t>(nIndex) * s_nRecordSize);
-}
-
-unsigned short chCodePage::codeAt(int nIndex) const {
-    return readNative(m_table.data() + static_cast<std::size_t>(nIndex) * s_nRecordSize + s_nCodeOffset);
-}
-
 unsigned short chCodePage::MBCS2W_fast(unsigned short nCode) const {
     if (m_nCount < 1) return s_nUnknown;
     int nLow = 0, nHigh = m_nCount - 1;
-    if (codeAt(nLow) == nCode) return wideAt(nLow);
-    if (codeAt(nHigh) == nCode) return wideAt(nHigh);
-    if (nCode < codeAt(nLow) || nCode > codeAt(nHigh)) return s_nUnknown;
+    if (codeAt(m_table, nLow) == nCode) return wideAt(m_table, nLow);
+    if (codeAt(m_table, nHigh) == nCode) return wideAt(m_table, nHigh);
+    if (nCode < codeAt(m_table, nLow) || nCode > codeAt(m_table, nHigh)) return s_nUnknown;
     // The records at both ends have been seen.
     while (nHigh - nLow > 1) {
         const int nProbe = nLow + (nHigh - nLow) / 2;
-        const unsigned short nFound = codeAt(nProbe);
-        if (nFound == nCode) return wideAt(nProbe);
+        const unsigned short nFound = codeAt(m_table, nProbe);
+        if (nFound == nCode) return wideAt(m_table, nProbe);
         (nFound > nCode ? nHigh : nLow) = nProbe;
     }
     return s_nUnknown;

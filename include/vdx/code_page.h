@@ -58,10 +58,6 @@ public:
     unsigned short W2MBCS_slow(unsigned short nWide) const;
 
 private:
-    unsigned short wideAt(int nIndex) const;
-    unsigned short codeAt(int nIndex) const;
-    void takeRecords();
-
     int m_nCount = 0;                     // Records.
     std::vector<unsigned char> m_table;   // The records, in native byte order: Unicode, multi-byte.
     std::vector<unsigned short> m_codes;  // By Unicode code, what W2MBCS_slow gives; none without table.
