@@ -1,0 +1,43 @@
+// Sockets as Linux has them.
+#include "net/socket_port.h"
+
+#include <linux/if_ether.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <netpacket/packet.h>
+#include <unistd.h>
+#include <cerrno>
+
+namespace vdx::net {
+
+const int kSendFlags = MSG_NOSIGNAL;
+
+void setFamily(sockaddr* pAddress, int nFamily) {
+    pAddress->sa_family = static_cast<sa_family_t>(nFamily);
+}
+
+int openSocket(int nDomain, int nType, int nProtocol) {
+    return socket(nDomain, nType | SOCK_CLOEXEC, nProtocol);
+}
+
+int acceptSocket(int nFd, sockaddr* pAddress, socklen_t* pLength) {
+    return accept4(nFd, pAddress, pLength, SOCK_CLOEXEC);
+}
+
+int openLinkSocket(const char* szInterface) {
+    const unsigned nIndex = if_nametoindex(szInterface);
+    if (nIndex == 0) return -1;
+    const int nFd = openSocket(AF_PACKET, SOCK_RAW, htons(ETH_P_ALL));
+    if (nFd < 0) return -1;
+    sockaddr_ll link{};
+    link.sll_family = AF_PACKET;
+    link.sll_protocol = htons(ETH_P_ALL);
+    link.sll_ifindex = static_cast<int>(nIndex);
+    if (bind(nFd, reinterpret_cast<sockaddr*>(&link), sizeof link) == 0) return nFd;
+    const int nErrno = errno;
+    close(nFd);
+    errno = nErrno;
+    return -1;
+}
+
+}  // namespace vdx::net
