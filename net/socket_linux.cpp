@@ -11,6 +11,7 @@
 namespace vdx::net {
 
 const int kSendFlags = MSG_NOSIGNAL;
+const int kStreamSendFlags = MSG_NOSIGNAL;
 
 void setFamily(sockaddr* pAddress, int nFamily) {
     pAddress->sa_family = static_cast<sa_family_t>(nFamily);

@@ -13,11 +13,13 @@ void setFamily(sockaddr* pAddress, int nFamily);
 int openSocket(int nDomain, int nType, int nProtocol);
 int acceptSocket(int nFd, sockaddr* pAddress, socklen_t* pLength);
 
-// Flags that each send carries so that a closed peer is an error, not a signal.
+// Flags that each send carries so that a closed peer is an error, not a signal; those
+// of chSocketTCP.
 extern const int kSendFlags;
+extern const int kStreamSendFlags;
 
-// The domain number of a raw link-layer socket's interface: opens one on the named
-// interface. -1 and errno where there is none, or no privilege.
+// A raw link-layer socket bound to an interface. -1 and errno where there is no such
+// interface, no privilege, or no such socket at all.
 int openLinkSocket(const char* szInterface);
 
 }  // namespace vdx::net

@@ -22,11 +22,11 @@ void traceNotSent(std::size_t nBytes, bool bConnected) {
 
 int sendOnce(int nFd, iovec* pPieces, int nPieces) {
     if (nPieces == 1)
-        return static_cast<int>(send(nFd, pPieces->iov_base, pPieces->iov_len, vdx::net::kSendFlags));
+        return static_cast<int>(send(nFd, pPieces->iov_base, pPieces->iov_len, vdx::net::kStreamSendFlags));
     msghdr message{};
     message.msg_iov = pPieces;
     message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(nPieces);
-    return static_cast<int>(sendmsg(nFd, &message, vdx::net::kSendFlags));
+    return static_cast<int>(sendmsg(nFd, &message, vdx::net::kStreamSendFlags));
 }
 
 // Steps over bytes that were sent.
@@ -78,12 +78,13 @@ bool chSocketTCP::CreateSocket(const std::string& host, int nPort) {
 }
 
 bool chSocketTCP::ConnectTo(const chSocketAddr& peer, int nTimeout) {
+    // The system would take an address without family as an order to dissolve.
+    if (!peer.hasData()) return false;
     m_received.clear();
     const bool bPending = m_peer.hasData() && !m_bConnected;
     if (m_bSpent || (bPending && !(m_peer == peer))) renewFor(peer);
     m_peer = peer;
-    // An address without family would ask the system to dissolve the connection.
-    m_bConnected = peer.hasData() && sockAsyncConnect(fd(), peer.toSocketAddr(), nTimeout);
+    m_bConnected = sockAsyncConnect(fd(), peer.toSocketAddr(), nTimeout);
     m_bReplyAwaited = false;
     // Once an attempt has failed the descriptor is of no use; one that is under way
     // (nothing to be read or written yet) goes on.
@@ -92,8 +93,7 @@ bool chSocketTCP::ConnectTo(const chSocketAddr& peer, int nTimeout) {
 }
 
 bool chSocketTCP::ConnectTo(const std::string& host, int nPort, int nTimeout) {
-    const chSocketAddr peer(host, nPort);
-    return peer.hasData() && ConnectTo(peer, nTimeout);
+    return ConnectTo(chSocketAddr(host, nPort), nTimeout);
 }
 
 // A fresh descriptor in place of a spent one, bound like it.
@@ -105,7 +105,7 @@ bool chSocketTCP::renewFor(const chSocketAddr& peer) {
 void chSocketTCP::dropConnection() {
     const vdx::ErrnoSaver keep;
     m_bConnected = false;
-    m_bSpent = true;
+    m_bSpent = isValidSocket();
     sockShutdown(fd());
 }
 

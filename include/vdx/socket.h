@@ -109,8 +109,8 @@ public:
 
     // Empties the buffer and connects. A call after the limit passed goes on waiting
     // for the same connection. Where a connection of this socket has failed or ended,
-    // a fresh descriptor (bound alike) takes the old one's place first. A host text
-    // that is no address (see chInAddr::fromString) changes nothing.
+    // a fresh descriptor (bound alike) takes the old one's place first. No address,
+    // or a host text that is none (see chInAddr::fromString), changes nothing.
     bool ConnectTo(const chSocketAddr& peer, int nTimeout);
     bool ConnectTo(const std::string& host, int nPort, int nTimeout);
 
