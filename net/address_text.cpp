@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include <vdx/address.h>
+#include <vdx/characters.h>
 #include <vdx/platform.h>
 
 namespace vdx::net {
@@ -14,10 +15,6 @@ namespace {
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
-}
-
-bool isHexDigit(char c) {
-    return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
 bool isSpace(char c) {
@@ -61,7 +58,7 @@ bool isPrefixLength(std::string_view text) {
 }
 
 bool isGroup(std::string_view group) {
-    return group.size() <= 4 && std::all_of(group.begin(), group.end(), isHexDigit);
+    return group.size() <= 4 && std::all_of(group.begin(), group.end(), chIsDigit16);
 }
 
 // Kept: the check examines an empty group again and again. Sleeps, because a loop
