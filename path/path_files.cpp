@@ -61,6 +61,7 @@ bool pathCreateDirectory(const std::string& path) {
     std::string level = path;
     std::vector<std::size_t> missing;  // Lengths of the levels to create, the deepest first.
     while (level != "/" && !pathDirectoryExist(level)) {
+        if (errno == ENAMETOOLONG) return false;  // No system call will take it; nor is it walked.
         const std::size_t nParent = vdx::withoutLastPart(level).size();
         if (nParent == 0 || nParent == level.size()) return false;
         missing.push_back(level.size());

@@ -1,0 +1,6 @@
+// A module for the tests to load.
+
+extern "C" int testModuleDouble(int n);
+extern "C" int testModuleDouble(int n) {
+    return 2 * n;
+}
