@@ -6,7 +6,18 @@ namespace vdx {
 // The library's process-wide locks from the outermost to the innermost. Before a
 // fork they are taken in this order, after it released in the reverse one, so
 // that no lock is left held by a thread that does not exist in the child.
-enum class ForkOrder { StaticObjects, NamedObjects, Trace, TraceOutput, Allocation, Count };
+// The trace mutex comes before the lock of the named tables: blocks are mapped while
+// a named mutex is held, never the reverse.
+enum class ForkOrder {
+    StaticObjects,
+    Trace,
+    NamedObjects,
+    TraceOutput,
+    LogQueue,
+    LocalTime,
+    Allocation,
+    Count
+};
 
 struct ForkHooks {
     void (*pPrepare)();  // In the parent, before. May be null, as the others.

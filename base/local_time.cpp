@@ -2,10 +2,26 @@
 #include <vdx/time.h>
 
 #include <ctime>
+#include <mutex>
+
+#include "base/fork_hooks.h"
 
 namespace {
 
+// The C library breaks times down under a lock of its own, which a fork may leave
+// held for ever in the child. Ours around it is taken before the fork.
+constinit std::mutex s_mutex;
+void lockMutex() {
+    s_mutex.lock();
+}
+void unlockMutex() {
+    s_mutex.unlock();
+}
+[[maybe_unused]] const bool s_bHooked =
+    (vdx::setForkHooks(vdx::ForkOrder::LocalTime, {lockMutex, unlockMutex, unlockMutex}), true);
+
 SYSTEMTIME breakDown(time_t nSecond) {
+    const std::lock_guard guard(s_mutex);
     tm local{};
     tzset();  // As localtime does, and localtime_r need not.
     localtime_r(&nSecond, &local);
