@@ -7,9 +7,11 @@
 #include <vdx/codecs.h>
 #include <vdx/directories.h>
 #include <vdx/dynamic_module.h>
+#include <vdx/file_trace.h>
 #include <vdx/find_file.h>
 #include <vdx/host_info.h>
 #include <vdx/locks.h>
+#include <vdx/log.h>
 #include <vdx/map_file.h>
 #include <vdx/memory2d.h>
 #include <vdx/named_object.h>

@@ -1,0 +1,57 @@
+// The module log.
+#include "siblings/modulelog/module_log.h"
+
+#include <cstdarg>
+#include <iterator>
+#include <mutex>
+
+#include "base/errno_saver.h"
+#include "siblings/modulelog/system_log.h"
+#include "siblings/qvstl/format.h"
+
+namespace vdx {
+
+namespace {
+
+struct Sink {
+    ModuleLogSink pFunction;
+    void* pContext;
+};
+
+// Neither is ever destroyed: a module may report until the process ends.
+constinit std::mutex s_mutex;
+constinit Sink s_sink{};
+
+Sink currentSink() {
+    const std::lock_guard guard(s_mutex);
+    return s_sink;
+}
+
+}  // namespace
+
+const char* moduleLogLevelName(int nLevel) {
+    static constexpr const char* NAMES[] = {"trace", "debug", "info", "warning", "error", "critical"};
+    return nLevel >= 0 && nLevel < static_cast<int>(std::size(NAMES)) ? NAMES[nLevel] : "off";
+}
+
+void setModuleLogSink(ModuleLogSink pSink, void* pContext) {
+    const std::lock_guard guard(s_mutex);
+    s_sink = {pSink, pContext};
+}
+
+}  // namespace vdx
+
+void SpdLog_ModuleTrace(vdx::ModuleLogLevel level, const std::string& module, const char* szFormat, ...) {
+    if (level == vdx::ModuleLogLevel::Off) return;
+    const vdx::ErrnoSaver saver;
+    va_list args;
+    va_start(args, szFormat);
+    const std::string text = qv::format_string_v(szFormat, args);
+    va_end(args);
+    const vdx::Sink sink = vdx::currentSink();
+    if (sink.pFunction) {
+        sink.pFunction(static_cast<int>(level), module.c_str(), text.c_str(), sink.pContext);
+    } else {
+        vdx::writeSystemLog(('[' + module + "] " + text).c_str());
+    }
+}
