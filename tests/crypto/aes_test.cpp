@@ -1,0 +1,248 @@
+// AES against the published vectors, its engines against each other, padding, bad arguments.
+#include <climits>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include <vdx/cipher.h>
+
+#include "crypto/aes_blocks.h"
+#include "crypto/aes_engine.h"
+#include "crypto/crypto_test.h"
+#include "support/guarded_buffer.h"
+#include "support/vectors.h"
+
+namespace {
+
+using namespace vdx_crypto;
+
+// Every engine that this processor can run; the portable one is always among them.
+std::vector<const aesEngine*> usableEngines() {
+    std::vector<const aesEngine*> engines;
+    for (const aesEngine* pEngine : aesEngines()) {
+        if (pEngine->isSupported()) engines.push_back(pEngine);
+    }
+    return engines;
+}
+
+int roundsFor(const Bytes& key) {
+    return static_cast<int>(key.size()) / 4 + 6;
+}
+
+Bytes expand(const aesEngine& engine, const Bytes& key) {
+    Bytes schedule(kAesBlock * static_cast<std::size_t>(roundsFor(key) + 1));
+    engine.expandKey(key.data(), key.size(), schedule.data());
+    return schedule;
+}
+
+TEST(AesEngine, Fips197KeyExpansion) {
+    const auto rows = readVectors("aes_fips197_expansion.vec");
+    ASSERT_EQ(rows.size(), 3U);
+    for (const aesEngine* pEngine : usableEngines()) {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(pEngine->szName + (" " + row[0]));
+            const Bytes schedule = expand(*pEngine, bytesOfHex(row[0]));
+            EXPECT_EQ(Bytes(schedule.end() - 16, schedule.end()), bytesOfHex(row[1]));
+        }
+    }
+}
+
+TEST(AesEngine, PublishedVectorsInBothDirections) {
+    for (const char* szFile : {"aes_fips197.vec", "aes_sp800_38a_ecb.vec"}) {
+        const auto rows = readVectors(szFile);
+        ASSERT_GE(rows.size(), 3U);
+        for (const aesEngine* pEngine : usableEngines()) {
+            for (const auto& row : rows) {
+                SCOPED_TRACE(pEngine->szName + (" " + row[0]));
+                const Bytes key = bytesOfHex(row[0]), plain = bytesOfHex(row[1]), cipher = bytesOfHex(row[2]);
+                const Bytes schedule = expand(*pEngine, key);
+                const std::size_t nBlocks = plain.size() / kAesBlock;
+                Bytes out(plain.size());
+                pEngine->encrypt(schedule.data(), roundsFor(key), plain.data(), out.data(), nBlocks);
+                EXPECT_EQ(out, cipher);
+                pEngine->decrypt(schedule.data(), roundsFor(key), out.data(), out.data(), nBlocks);
+                EXPECT_EQ(out, plain);
+            }
+        }
+    }
+}
+
+// All numbers of blocks around the groups that the engines take at once, in buffers that
+// end at a forbidden page and begin at any address.
+TEST(AesEngine, AllEnginesAgree) {
+    for (const std::size_t nKey : {16U, 24U, 32U}) {
+        const Bytes key = randomBytes(nKey, static_cast<unsigned>(nKey));
+        const int rounds = roundsFor(key);
+        const Bytes schedule = expand(aesPortableEngine, key);
+        for (std::size_t nBlocks = 0; nBlocks <= 40; ++nBlocks) {
+            const Bytes plain = randomBytes(nBlocks * kAesBlock, static_cast<unsigned>(nBlocks));
+            Bytes expected(plain.size()), back(plain.size());
+            aesPortableEngine.encrypt(schedule.data(), rounds, plain.data(), expected.data(), nBlocks);
+            aesPortableEngine.decrypt(schedule.data(), rounds, expected.data(), back.data(), nBlocks);
+            ASSERT_EQ(back, plain);
+            for (const aesEngine* pEngine : usableEngines()) {
+                SCOPED_TRACE(pEngine->szName + (" " + std::to_string(nBlocks)));
+                ASSERT_EQ(expand(*pEngine, key), schedule);
+                GuardedBuffer<unsigned char> in(plain.size()), out(plain.size() + nBlocks % 16);
+                if (nBlocks > 0) std::memcpy(in.data(), plain.data(), plain.size());
+                pEngine->encrypt(schedule.data(), rounds, in.data(), out.data(), nBlocks);
+                ASSERT_EQ(Bytes(out.data(), out.data() + plain.size()), expected);
+                pEngine->decrypt(schedule.data(), rounds, out.data(), in.data(), nBlocks);
+                ASSERT_EQ(Bytes(in.data(), in.data() + plain.size()), plain);
+            }
+        }
+    }
+}
+
+TEST(aesEncrypt128bit, OneBlockInPlaceForEachScheduleLength) {
+    for (const auto& row : readVectors("aes_fips197.vec")) {
+        SCOPED_TRACE(row[0]);
+        const Bytes key = bytesOfHex(row[0]);
+        const Bytes schedule = expand(aesPortableEngine, key);
+        Bytes block = bytesOfHex(row[1]);
+        aesEncrypt128bit(block.data(), schedule.data(), sizeOf(schedule), block.data());
+        EXPECT_EQ(block, bytesOfHex(row[2]));
+        aesDecrypt128bit(block.data(), schedule.data(), sizeOf(schedule), block.data());
+        EXPECT_EQ(block, bytesOfHex(row[1]));
+    }
+}
+
+TEST(aesEncrypt128bit, AnyScheduleLengthStaysInBounds) {
+    GuardedBuffer<unsigned char> schedule(240);
+    std::memset(schedule.data(), 0x5A, 240);
+    const Bytes plain = randomBytes(16);
+    for (const int nLength : {INT_MIN, -16, -1, 0, 15, 16, 31, 32, 33, 160, 239, 240, 256, 100000, INT_MAX}) {
+        SCOPED_TRACE(nLength);
+        Bytes block = plain;
+        aesEncrypt128bit(block.data(), nLength < 16 ? nullptr : schedule.data(), nLength, block.data());
+        EXPECT_EQ(block == plain, nLength < 16);
+        aesDecrypt128bit(block.data(), nLength < 16 ? nullptr : schedule.data(), nLength, block.data());
+        EXPECT_EQ(block, plain);
+    }
+}
+
+TEST(clonePlainWithPadding, Modes) {
+    struct {
+        const char* szLabel;
+        int nSize, nBlock, nMode;
+        Bytes padding;
+    } const rows[] = {
+        {"PKCS7 aligned", 16, 16, PaddingPKCS7, Bytes(16, 16)},
+        {"PKCS7", 5, 16, PaddingPKCS7, Bytes(11, 11)},
+        {"zeros aligned", 16, 16, PaddingZeros, {}},
+        {"zeros empty", 0, 16, PaddingZeros, {}},
+        {"zeros", 5, 8, PaddingZeros, Bytes(3, 0)},
+        {"zero extra aligned", 16, 16, PaddingZeroExtra, Bytes(16, 0)},
+        {"zero extra", 15, 16, PaddingZeroExtra, Bytes(1, 0)},
+        {"ANSI", 5, 16, PaddingANSIX923, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 11}},
+        {"ANSI empty", 0, 4, PaddingANSIX923, {0, 0, 0, 4}},
+        {"unknown mode", 4, 4, 77, Bytes(4, 0)},
+        {"negative mode", 3, 4, -1, Bytes(1, 0)},
+        {"wide block", 1, 300, PaddingPKCS7, Bytes(299, 299 - 256)},
+        {"no block", 3, 0, PaddingPKCS7, {}},
+        {"negative block", 3, -16, PaddingZeroExtra, {}},
+        {"negative length", -5, 4, PaddingPKCS7, Bytes(4, 4)},
+        {"lowest length", INT_MIN, 4, PaddingPKCS7, Bytes(4, 4)},
+    };
+    const Bytes data = randomBytes(16);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.szLabel);
+        Bytes expected(data.begin(), data.begin() + std::max(row.nSize, 0));
+        expected.insert(expected.end(), row.padding.begin(), row.padding.end());
+        const auto mode = static_cast<PaddingMode>(row.nMode);
+        EXPECT_EQ(clonePlainWithPadding(data.data(), row.nSize, row.nBlock, mode), expected);
+    }
+    EXPECT_EQ(clonePlainWithPadding(nullptr, 9, 8, PaddingPKCS7), Bytes(8, 8));
+    const Bytes filled = clonePlainWithPadding(data.data(), 5, 16, PaddingISO10126);
+    ASSERT_EQ(filled.size(), 16U);
+    EXPECT_EQ(filled.back(), 11);
+}
+
+// A buffer is its padded copy with every block encrypted alone; sizes on both sides of the
+// steps in which results grow.
+TEST(aesEncrypt, EqualsBlocksOfThePaddedCopy) {
+    const Bytes key = randomBytes(32), data = randomBytes(5000);
+    const aesEncrypt cipher(key.data(), 32);
+    const Bytes schedule = expand(aesPortableEngine, key);
+    for (const int nSize : {0, 1, 15, 16, 17, 48, 2047, 2048, 2049, 2063, 2064, 4096, 4097, 5000}) {
+        for (const PaddingMode mode : {PaddingZeroExtra, PaddingANSIX923, PaddingPKCS7, PaddingZeros}) {
+            SCOPED_TRACE(std::to_string(nSize) + " mode " + std::to_string(mode));
+            Bytes expected = clonePlainWithPadding(data.data(), nSize, 16, mode);
+            for (std::size_t i = 0; i < expected.size(); i += 16) {
+                aesEncrypt128bit(&expected[i], schedule.data(), 240, &expected[i]);
+            }
+            EXPECT_EQ(cipher.Encrypt(data.data(), nSize, mode), expected);
+        }
+    }
+}
+
+TEST(aesEncrypt, DecryptUndoesCountedPadding) {
+    const Bytes data = randomBytes(48);
+    const aesEncrypt cipher(data.data(), 24);
+    for (const PaddingMode mode : {PaddingISO10126, PaddingANSIX923, PaddingPKCS7}) {
+        for (int nSize = 0; nSize <= 48; ++nSize) {
+            const Bytes secret = cipher.Encrypt(data.data(), nSize, mode);
+            const Bytes plain(data.begin(), data.begin() + nSize);
+            ASSERT_EQ(cipher.Decrypt(secret.data(), sizeOf(secret), mode), plain) << mode << " " << nSize;
+            ASSERT_EQ(cipher.Decrypt(secret.data(), sizeOf(secret), PaddingZeros).size(), secret.size());
+        }
+    }
+}
+
+TEST(aesEncrypt, DecryptLooksAtTheLastByteOnly) {
+    const aesEncrypt cipher(nullptr, 0);
+    for (const int nLast : {0, 1, 16, 17, 255}) {
+        SCOPED_TRACE(nLast);
+        Bytes block = randomBytes(32);
+        block.back() = static_cast<unsigned char>(nLast);
+        const Bytes secret = cipher.Encrypt(block.data(), 32, PaddingZeros);
+        const std::size_t nCut = nLast <= 16 ? static_cast<std::size_t>(nLast) : 0;
+        EXPECT_EQ(cipher.Decrypt(secret.data(), 32, PaddingZeroExtra).size(), 32 - nCut);
+    }
+}
+
+TEST(aesEncrypt, BadLengthsOfCipherText) {
+    const aesEncrypt cipher(nullptr, 0);
+    for (int nSize = -3; nSize < 40; ++nSize) {
+        const auto nBytes = static_cast<std::size_t>(std::max(nSize, 0));
+        GuardedBuffer<unsigned char> text(nBytes);
+        std::memset(text.data(), 200, nBytes);
+        const Bytes plain = cipher.Decrypt(text.data(), nSize, PaddingZeros);
+        ASSERT_EQ(plain.size(), nBytes);
+        for (std::size_t i = nBytes / 16 * 16; i < nBytes; ++i)
+            ASSERT_EQ(plain[i], 200);
+        if (nBytes > 0) text[nBytes - 1] = 16;  // More padding than there are bytes.
+        ASSERT_LE(cipher.Decrypt(text.data(), nSize, PaddingPKCS7).size(), nBytes);
+    }
+    EXPECT_TRUE(cipher.Decrypt(nullptr, 64, PaddingPKCS7).empty());
+    EXPECT_TRUE(cipher.Encrypt(nullptr, 64, PaddingZeros).empty());
+}
+
+TEST(aesEncrypt, UnsupportedKeySizesHandBlocksOn) {
+    const Bytes data = randomBytes(32);
+    GuardedBuffer<unsigned char> key(300);
+    std::memset(key.data(), 7, 300);
+    aesEncrypt cipher(key.data() + 284, 16);  // Leaves a schedule behind.
+    for (const int nSize : {INT_MIN, -1, 0, 1, 15, 17, 31, 33, 240, 241, 300}) {
+        SCOPED_TRACE(nSize);
+        cipher.SetKey(key.data() + (300 - std::max(nSize, 0)), nSize);
+        EXPECT_EQ(cipher.Encrypt(data.data(), 32, PaddingZeros), data);
+        EXPECT_EQ(cipher.Decrypt(data.data(), 32, PaddingZeros), data);
+    }
+}
+
+TEST(aesEncrypt, DefaultKeyIsReadAtEachUse) {
+    const Bytes data(16, 1);
+    const auto* own = reinterpret_cast<const unsigned char*>("another key, 16b");
+    const auto* usual = reinterpret_cast<const unsigned char*>("QuietHarborLamps");
+    EXPECT_EQ(aesEncrypt(nullptr, 99).Encrypt(data.data(), 16, PaddingZeros),
+              aesEncrypt(usual, 16).Encrypt(data.data(), 16, PaddingZeros));
+    szMorvaneKey = reinterpret_cast<const char*>(own);
+    EXPECT_EQ(aesEncrypt(nullptr, 0).Encrypt(data.data(), 16, PaddingZeros),
+              aesEncrypt(own, 16).Encrypt(data.data(), 16, PaddingZeros));
+    szMorvaneKey = nullptr;
+    EXPECT_EQ(aesEncrypt(nullptr, 0).Encrypt(data.data(), 16, PaddingZeros),
+              aesEncrypt(usual, 16).Encrypt(data.data(), 16, PaddingZeros));
+}
+
+}  // namespace

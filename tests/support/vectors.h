@@ -1,0 +1,30 @@
+// Known-answer vectors: text files in tests/data, one row a line, fields separated by blanks.
+#pragma once
+
+#include <cstddef>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+// The rows of a file without its comment lines ("#"); empty where it cannot be read.
+inline std::vector<std::vector<std::string>> readVectors(const std::string& strName) {
+    std::ifstream file(std::string(VDX_TEST_DATA_DIR) + "/" + strName);
+    std::vector<std::vector<std::string>> rows;
+    for (std::string strLine; std::getline(file, strLine);) {
+        if (strLine.empty() || strLine[0] == '#') continue;
+        std::istringstream line(strLine);
+        rows.emplace_back();
+        for (std::string strField; line >> strField;)
+            rows.back().push_back(strField);
+    }
+    return rows;
+}
+
+inline std::vector<unsigned char> bytesOfHex(const std::string& strHex) {
+    std::vector<unsigned char> bytes;
+    for (std::size_t i = 0; i + 1 < strHex.size(); i += 2) {
+        bytes.push_back(static_cast<unsigned char>(std::stoi(strHex.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
+}
