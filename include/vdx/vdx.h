@@ -3,12 +3,14 @@
 
 #include <vdx/address.h>
 #include <vdx/characters.h>
+#include <vdx/cipher.h>
 #include <vdx/code_page.h>
 #include <vdx/codecs.h>
 #include <vdx/directories.h>
 #include <vdx/dynamic_module.h>
 #include <vdx/file_trace.h>
 #include <vdx/find_file.h>
+#include <vdx/geometry.h>
 #include <vdx/host_info.h>
 #include <vdx/locks.h>
 #include <vdx/log.h>
@@ -17,10 +19,12 @@
 #include <vdx/named_object.h>
 #include <vdx/node_alloc.h>
 #include <vdx/packet.h>
+#include <vdx/password.h>
 #include <vdx/path.h>
 #include <vdx/platform.h>
 #include <vdx/pool.h>
 #include <vdx/rounding.h>
+#include <vdx/sample_buffer.h>
 #include <vdx/segment_backing.h>
 #include <vdx/share_pointer.h>
 #include <vdx/share_string.h>
