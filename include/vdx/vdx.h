@@ -6,6 +6,7 @@
 #include <vdx/cipher.h>
 #include <vdx/code_page.h>
 #include <vdx/codecs.h>
+#include <vdx/console_input.h>
 #include <vdx/directories.h>
 #include <vdx/dynamic_module.h>
 #include <vdx/file_trace.h>
