@@ -18,6 +18,7 @@
 #include <vdx/map_file.h>
 #include <vdx/memory2d.h>
 #include <vdx/named_object.h>
+#include <vdx/network_monitor.h>
 #include <vdx/node_alloc.h>
 #include <vdx/packet.h>
 #include <vdx/password.h>
