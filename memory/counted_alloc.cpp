@@ -47,14 +47,14 @@ dymicAllocHelper::Counts dymicAllocHelper::getCounts() {
     return {m_nAlloc, m_nFree};
 }
 
-void dymicAllocHelper::countAlloc() {
+void dymicAllocHelper::countAlloc(std::uint32_t nTimes) {
     const CriticalGuard guard(m_lock);
-    ++m_nAlloc;
+    m_nAlloc += nTimes;
 }
 
-void dymicAllocHelper::countFree() {
+void dymicAllocHelper::countFree(std::uint32_t nTimes) {
     const CriticalGuard guard(m_lock);
-    ++m_nFree;
+    m_nFree += nTimes;
 }
 
 baseDymicAlloc::baseDymicAlloc() {

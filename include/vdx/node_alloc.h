@@ -36,9 +36,9 @@ public:
     };
     Counts getCounts();
 
-    // Each counts one event. For allocators that stand on this one.
-    void countAlloc();
-    void countFree();
+    // Each counts that many events. For allocators that stand on this one.
+    void countAlloc(std::uint32_t nTimes = 1);
+    void countFree(std::uint32_t nTimes = 1);
 
 private:
     friend vdx::NoDestructor<dymicAllocHelper>;

@@ -6,7 +6,6 @@
 #include <vdx/cipher.h>
 #include <vdx/code_page.h>
 #include <vdx/codecs.h>
-#include <vdx/console_input.h>
 #include <vdx/directories.h>
 #include <vdx/dynamic_module.h>
 #include <vdx/file_trace.h>
@@ -18,7 +17,6 @@
 #include <vdx/map_file.h>
 #include <vdx/memory2d.h>
 #include <vdx/named_object.h>
-#include <vdx/network_monitor.h>
 #include <vdx/node_alloc.h>
 #include <vdx/packet.h>
 #include <vdx/password.h>
@@ -36,3 +34,6 @@
 #include <vdx/trace.h>
 #include <vdx/warnings.h>
 #include <vdx/words.h>
+#include <vdx/xml.h>
+#include <vdx/xml_element.h>
+#include <vdx/xml_node.h>

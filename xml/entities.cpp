@@ -1,0 +1,63 @@
+// Entities: decoding where an ampersand stands, escaping where one of five bytes stands.
+#include "xml/entities.h"
+
+#include <algorithm>
+
+#include <vdx/xml.h>
+
+namespace vdx {
+
+namespace {
+
+// The entity that a text begins with, or null.
+const Entity* entityAt(std::string_view szText) {
+    for (const Entity& entity : ENTITIES) {
+        if (szText.starts_with(entity.text())) return &entity;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+// One pass does what replacing the five in turn, "&amp;" last, would do: no
+// replacement can complete another entity except the ampersand, which comes last.
+void decodeEntities(std::string_view szPhrase, std::string& szResult) {
+    szResult.clear();
+    while (!szPhrase.empty()) {
+        const std::size_t nPlain = std::min(szPhrase.find('&'), szPhrase.size());
+        szResult.append(szPhrase.data(), nPlain);
+        szPhrase.remove_prefix(nPlain);
+        if (szPhrase.empty()) return;
+        const Entity* pEntity = entityAt(szPhrase);
+        szResult.push_back(pEntity ? pEntity->c : '&');
+        szPhrase.remove_prefix(pEntity ? pEntity->nSize : 1);
+    }
+}
+
+void copyEscapedPortable(const char*& pFrom, const char* pFromEnd, char*& pTo, const char* pToEnd) {
+    while (pFrom != pFromEnd && pToEnd - pTo >= ESCAPE_ROOM)
+        pTo = putEscaped(pTo, *pFrom++);
+}
+
+}  // namespace vdx
+
+std::string xmlText2XMLPhrase(const std::string& szText) {
+    std::string szResult;
+    szResult.reserve(szText.size());
+    char buffer[512];
+    const char* pFrom = szText.data();
+    const char* pEnd = pFrom + szText.size();
+    while (pFrom != pEnd) {
+        char* pTo = buffer;
+        vdx::copyEscaped(pFrom, pEnd, pTo, buffer + sizeof buffer);
+        szResult.append(buffer, pTo);
+    }
+    return szResult;
+}
+
+std::string xmlXMLPhrase2Text(const std::string& szPhrase) {
+    std::string szResult;
+    szResult.reserve(szPhrase.size());
+    vdx::decodeEntities(szPhrase, szResult);
+    return szResult;
+}

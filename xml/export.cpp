@@ -1,0 +1,236 @@
+// Writing XML: one walk without recursion, one growing text.
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include <vdx/xml.h>
+
+#include "xml/entities.h"
+#include "xml/records.h"
+
+namespace {
+
+using node = chXmlObject::xmlNodeData;
+
+// Small pieces are gathered before they go to the text, which then grows rarely.
+class TextBuilder {
+public:
+    void add(std::string_view szPiece) {
+        if (szPiece.size() > room()) return addBeyond(szPiece);
+        std::memcpy(m_pEnd, szPiece.data(), szPiece.size());
+        m_pEnd += szPiece.size();
+    }
+    void add(char c) {
+        if (room() == 0) flush();
+        *m_pEnd++ = c;
+    }
+    void addEscaped(std::string_view szText) {
+        const char* p = szText.data();
+        const char* pEnd = p + szText.size();
+        for (;;) {
+            vdx::copyEscaped(p, pEnd, m_pEnd, limit());
+            if (p == pEnd) return;
+            flush();
+        }
+    }
+    void addSpaces(std::size_t nCount) {
+        while (nCount > 0) {
+            if (room() == 0) flush();
+            const std::size_t nPart = std::min(nCount, room());
+            std::memset(m_pEnd, ' ', nPart);
+            m_pEnd += nPart;
+            nCount -= nPart;
+        }
+    }
+    std::string finish() {
+        flush();
+        return std::move(m_szText);
+    }
+
+private:
+    const char* limit() const { return m_buffer + sizeof m_buffer; }
+    std::size_t room() const { return static_cast<std::size_t>(limit() - m_pEnd); }
+    void flush() {
+        m_szText.append(m_buffer, m_pEnd);
+        m_pEnd = m_buffer;
+    }
+    void addBeyond(std::string_view szPiece) {
+        flush();
+        if (szPiece.size() > sizeof m_buffer) {
+            m_szText.append(szPiece);
+        } else {
+            add(szPiece);
+        }
+    }
+
+    std::string m_szText;
+    char* m_pEnd = m_buffer;
+    char m_buffer[4096];
+};
+
+class Exporter {
+public:
+    explicit Exporter(bool bCompact) : m_bCompact(bCompact) {}
+
+    // A node and all below it. The level is counted on the way: asking each node
+    // for it would make deep trees quadratic.
+    void addTree(const node* pTop) { addTree(pTop, xmlRecords::levelOf(pTop)); }
+    void addElement(const node* pTop);
+    void addChildren(const node* pParent);
+    void addAttributes(const node* pNode);
+    std::string finish() { return m_text.finish(); }
+
+private:
+    void addTree(const node* pTop, int nLevel);
+    bool open(const node* pNode, int nLevel, xmlType nType);
+    bool openElement(const node* pNode, int nLevel);
+    void close(const node* pNode, int nLevel);
+    void addMarked(std::string_view szOpen, std::string_view szText, std::string_view szClose);
+    void indent(int nLevel) {
+        if (!m_bCompact) m_text.addSpaces(2 * static_cast<std::size_t>(nLevel));
+    }
+    void endLine() {
+        if (!m_bCompact) m_text.add('\n');
+    }
+    void endTag(const node* pNode) {
+        m_text.add("</");
+        m_text.add(pNode->content().text());
+        m_text.add('>');
+        endLine();
+    }
+
+    TextBuilder m_text;
+    const bool m_bCompact;
+};
+
+// The level of a node's children: a document at the very top does not count.
+int levelBelow(const node* pNode, int nLevel) {
+    return !pNode->pParent && pNode->content().type() == xmlDocument ? 0 : nLevel + 1;
+}
+
+void Exporter::addTree(const node* pTop, int nLevel) {
+    const node* pNode = pTop;
+    for (;;) {
+        if (open(pNode, nLevel, pNode->content().type())) {
+            nLevel = levelBelow(pNode, nLevel);
+            pNode = pNode->pFirstChild;
+            continue;
+        }
+        while (pNode != pTop && !pNode->pNext) {
+            pNode = pNode->pParent;
+            if (levelBelow(pNode, 0) == 1) --nLevel;
+            close(pNode, nLevel);
+        }
+        if (pNode == pTop) return;
+        pNode = pNode->pNext;
+    }
+}
+
+void Exporter::addElement(const node* pTop) {
+    const int nLevel = xmlRecords::levelOf(pTop);
+    if (!openElement(pTop, nLevel)) return;
+    addChildren(pTop);
+    indent(nLevel);
+    endTag(pTop);
+}
+
+void Exporter::addChildren(const node* pParent) {
+    const int nLevel = levelBelow(pParent, xmlRecords::levelOf(pParent));
+    for (const node* pChild = pParent->pFirstChild; pChild; pChild = pChild->pNext)
+        addTree(pChild, nLevel);
+}
+
+// Writes a node, or its start. True if its children are to follow.
+bool Exporter::open(const node* pNode, int nLevel, xmlType nType) {
+    const std::string& szText = pNode->content().text();
+    if (nType == xmlElement) return openElement(pNode, nLevel);
+    if (nType == xmlDocument) return pNode->pFirstChild != nullptr;
+    indent(nLevel);
+    if (nType == xmlComment) {
+        addMarked("<!-- ", szText, " -->");
+    } else if (nType == xmlCData) {
+        addMarked("<![CDATA[", szText, "]]>");
+    } else if (nType == xmlDeclaration) {
+        addMarked("<?", szText, {});
+        addAttributes(pNode);
+        m_text.add("?>");
+    } else {
+        m_text.addEscaped(szText);
+    }
+    endLine();
+    return false;
+}
+
+bool Exporter::openElement(const node* pNode, int nLevel) {
+    indent(nLevel);
+    addMarked("<", pNode->content().text(), {});
+    addAttributes(pNode);
+    const node* pFirst = pNode->pFirstChild;
+    if (!pFirst) {
+        m_text.add("/>");
+        endLine();
+        return false;
+    }
+    m_text.add('>');
+    if (!pFirst->pNext && pFirst->content().type() == xmlText) {
+        m_text.addEscaped(pFirst->content().text());
+        endTag(pNode);
+        return false;
+    }
+    endLine();
+    return true;
+}
+
+void Exporter::close(const node* pNode, int nLevel) {
+    if (pNode->content().type() != xmlElement) return;
+    indent(nLevel);
+    endTag(pNode);
+}
+
+void Exporter::addAttributes(const node* pNode) {
+    const dataXmlElement* pElement = xmlRecords::elementOf(const_cast<node*>(pNode));
+    if (!pElement) return;
+    for (const auto& [szName, szValue] : *pElement) {
+        m_text.add(' ');
+        m_text.addEscaped(szName);
+        m_text.add("=\"");
+        m_text.addEscaped(szValue);
+        m_text.add('"');
+    }
+}
+
+void Exporter::addMarked(std::string_view szOpen, std::string_view szText, std::string_view szClose) {
+    m_text.add(szOpen);
+    m_text.add(szText);
+    m_text.add(szClose);
+}
+
+}  // namespace
+
+std::string chXmlObject::ExportToText(bool bCompact) const {
+    if (!m_pNode) return {};
+    Exporter exporter(bCompact);
+    exporter.addTree(m_pNode);
+    return exporter.finish();
+}
+
+std::string chXmlObject::ExportElement(bool bCompact) const {
+    if (!m_pNode) return {};
+    Exporter exporter(bCompact);
+    exporter.addElement(m_pNode);
+    return exporter.finish();
+}
+
+std::string chXmlObject::ExportAttributes() const {
+    if (!m_pNode) return {};
+    Exporter exporter(true);
+    exporter.addAttributes(m_pNode);
+    return exporter.finish();
+}
+
+std::string chXmlObject::ExportChildren(bool bCompact) const {
+    if (!m_pNode) return {};
+    Exporter exporter(bCompact);
+    exporter.addChildren(m_pNode);
+    return exporter.finish();
+}

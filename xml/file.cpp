@@ -1,0 +1,107 @@
+// Documents in files, saved so that a crash at any moment leaves a whole document.
+#include <sys/stat.h>
+#include <new>
+
+#include <vdx/path.h>
+#include <vdx/xml.h>
+
+#include "siblings/pmrfile/whole_file.h"
+#include "xml/file_sync.h"
+
+namespace {
+
+// The names of a document's file and its companions.
+//
+// A save goes through these states; a companion that is not named is not there:
+//   path                 the former document
+//   path, .new           .new is being written; worth nothing
+//   .old, .new           .new is whole and on the disk
+//   path, .old           path is the new document
+//   path                 done
+// So .old tells that .new, if it is there, is whole. A first save has no .old: .new
+// takes the path's place at once.
+struct FileSet {
+    std::string szPath;
+    std::string szOld;
+    std::string szNew;
+
+    explicit FileSet(const std::string& szName)
+        : szPath(szName), szOld(szName + ".old"), szNew(szName + ".new") {}
+
+    void repair() const;
+    bool replace(const std::string& szText) const;
+
+private:
+    bool writeNew(const std::string& szText) const;
+    bool changeNames() const;
+};
+
+// Brings the files to the state "path" or, before any save was done, to none.
+void FileSet::repair() const {
+    if (pathFileExist(szOld)) {
+        if (pathFileExist(szNew)) {
+            pathRenameFile(szNew, szPath);
+        } else if (!pathFileExist(szPath)) {
+            pathRenameFile(szOld, szPath);  // .new was lost: the former document is better than none.
+        }
+        if (pathFileExist(szPath)) pathRemoveFile(szOld);
+    }
+    pathRemoveFile(szNew);
+}
+
+bool FileSet::replace(const std::string& szText) const {
+    repair();
+    if (pathFileExist(szPath) && !S_ISREG(pathStat(szPath))) return false;
+    if (writeNew(szText) && changeNames()) {
+        vdx::syncDirectoryOf(szPath);
+        return true;
+    }
+    pathRemoveFile(szNew);
+    return false;
+}
+
+// The names may only change hands when the disk has the text and its name.
+bool FileSet::writeNew(const std::string& szText) const {
+    return vdx::createLike(szNew, szPath) && vdxWriteBinFile(szNew, szText, true) &&
+           vdx::syncDirectoryOf(szNew);
+}
+
+bool FileSet::changeNames() const {
+    if (!pathFileExist(szPath)) return pathRenameFile(szNew, szPath);
+    if (!pathRenameFile(szPath, szOld)) return false;
+    if (!pathRenameFile(szNew, szPath)) {
+        pathRenameFile(szOld, szPath);
+        return false;
+    }
+    vdx::syncDirectoryOf(szPath);  // Before .old goes: it is what tells that .new was whole.
+    pathRemoveFile(szOld);
+    return true;
+}
+
+}  // namespace
+
+chXmlFile::chXmlFile(const std::string& szPath) {
+    if (!szPath.empty()) LoadFromFile(szPath);
+}
+
+bool chXmlFile::LoadFromFile(const std::string& szPath) {
+    m_szPath = szPath;
+    std::string szText;
+    bool bRead = false;
+    if (!szPath.empty()) {
+        FileSet(szPath).repair();
+        bRead = vdxDumpTextFileA(szPath, szText);
+    }
+    if (!bRead) szText.clear();
+    return readText(szText) && bRead;
+}
+
+bool chXmlFile::SaveToFile(const std::string& szPath) const {
+    const std::string& szTarget = szPath.empty() ? m_szPath : szPath;
+    if (szTarget.empty()) return false;
+    try {
+        return FileSet(szTarget).replace(ExportToText(false));
+    } catch (const std::bad_alloc&) {
+        return false;  // Nothing has been touched yet: the text is made first.
+    }
+}
