@@ -13,24 +13,29 @@ constexpr int PLACES = static_cast<int>(ForkOrder::Count);
 struct Place {
     ForkHooks hooks{};
     std::atomic<bool> bSet{false};
-    bool bPrepared = false;  // Only the forking thread looks at it.
 };
 
 Place s_places[PLACES];
 
+// The places that this thread's fork has prepared, a bit each. Not common to all
+// threads: a second thread that forks waits in prepare for the first one's locks.
+[[gnu::tls_model("initial-exec")]] thread_local unsigned int t_nPrepared = 0;
+
 void prepare() {
-    for (Place& place : s_places) {
-        place.bPrepared = place.bSet.load(std::memory_order_acquire);
-        if (place.bPrepared && place.hooks.pPrepare) place.hooks.pPrepare();
+    t_nPrepared = 0;
+    for (int i = 0; i < PLACES; ++i) {
+        const Place& place = s_places[i];
+        if (!place.bSet.load(std::memory_order_acquire)) continue;
+        if (place.hooks.pPrepare) place.hooks.pPrepare();
+        t_nPrepared |= 1U << i;
     }
 }
 
 // A place that was set between prepare and now holds nothing: it is passed over.
 void finish(void (*ForkHooks::*pHook)()) {
     for (int i = PLACES - 1; i >= 0; --i) {
-        Place& place = s_places[i];
-        if (place.bPrepared && place.hooks.*pHook) (place.hooks.*pHook)();
-        place.bPrepared = false;
+        const ForkHooks& hooks = s_places[i].hooks;
+        if ((t_nPrepared >> i & 1U) != 0 && hooks.*pHook) (hooks.*pHook)();
     }
 }
 

@@ -15,6 +15,10 @@ foreach(target VDXLib vdx_internal)
   vdx_common(${target})
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
   target_link_libraries(${target} PUBLIC Threads::Threads PRIVATE ${CMAKE_DL_LIBS})
+  if(APPLE)
+    target_link_libraries(${target} PRIVATE
+      "-framework CoreFoundation" "-framework IOKit" "-framework SystemConfiguration")
+  endif()
 endforeach()
 target_include_directories(vdx_internal PUBLIC
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include)

@@ -1,5 +1,10 @@
 # Options of the project and the flags that every target of ours is compiled with.
-option(BUILD_SHARED_LIBS "Build libVDXLib as a shared library" ON)
+# Below another project the variable is ours alone: its own libraries keep their kind.
+if(PROJECT_IS_TOP_LEVEL)
+  option(BUILD_SHARED_LIBS "Build libVDXLib as a shared library" ON)
+elseif(NOT DEFINED BUILD_SHARED_LIBS)
+  set(BUILD_SHARED_LIBS ON)
+endif()
 option(VDX_BUILD_TESTS "Build the tests (with the standard BUILD_TESTING)" ${PROJECT_IS_TOP_LEVEL})
 option(VDX_BUILD_EXAMPLES "Build the example programs" ${PROJECT_IS_TOP_LEVEL})
 option(VDX_BUILD_BENCHMARKS "Build the benchmarks" OFF)

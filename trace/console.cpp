@@ -8,7 +8,7 @@ namespace vdx {
 namespace {
 
 void put(std::FILE* pFile, std::string_view text) {
-    fwrite_unlocked(text.data(), 1, text.size(), pFile);
+    std::fwrite(text.data(), 1, text.size(), pFile);
 }
 
 // The coloured form of the first three characters; empty if they stay as they are.
@@ -30,7 +30,7 @@ void writeConsoleLine(std::FILE* pFile, std::string_view text) {
     put(pFile, head);
     put(pFile, text);
     put(pFile, "\n");
-    fflush_unlocked(pFile);
+    std::fflush(pFile);
     funlockfile(pFile);
 }
 

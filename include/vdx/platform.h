@@ -20,6 +20,7 @@ extern "C" VDX_API const char* const __szVersion_VER_VDX_LIB;
 
 // --- Identity ---------------------------------------------------------------
 
+// The number of the calling process; the child's own after a fork.
 VDX_API int vdxGetCurrentProcessId();
 
 // The calling thread's POSIX handle as a number; never 0.

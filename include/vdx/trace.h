@@ -34,7 +34,8 @@ VDX_API void vdxModuleTrace(int nLevel, const char* szModule, const std::string&
 // Traces at level 7.
 VDX_API void tracePrintf(const char* szFormat, ...) VDX_PRINTF_FORMAT(1, 2);
 
-// Traces `name = "value"` or `name = address` at level 9.
+// Traces `name = "value"` or `name = address` at level 9. A character array or
+// `const char*` counts as an address: wrap it in a std::string to see its text.
 VDX_API void vdxTraceObject(const std::string& name, const std::string& value);
 VDX_API void vdxTraceObject(const std::string& name, const void* pValue);
 

@@ -6,6 +6,7 @@
 #include <vdx/cipher.h>
 #include <vdx/code_page.h>
 #include <vdx/codecs.h>
+#include <vdx/console_input.h>
 #include <vdx/directories.h>
 #include <vdx/dynamic_module.h>
 #include <vdx/file_trace.h>
@@ -17,6 +18,7 @@
 #include <vdx/map_file.h>
 #include <vdx/memory2d.h>
 #include <vdx/named_object.h>
+#include <vdx/network_monitor.h>
 #include <vdx/node_alloc.h>
 #include <vdx/packet.h>
 #include <vdx/password.h>

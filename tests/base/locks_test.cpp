@@ -108,6 +108,27 @@ TEST(StaticObjectCritical, ForkWhileHeldKeepsItHeldInBoth) {
     EXPECT_TRUE(getStaticObjectCritical().IsLockedByThisThread());
 }
 
+TEST(StaticObjectCritical, TwoThreadsForkAtOnce) {
+    EXPECT_EQ(runInChild([] {
+                  alarm(60);
+                  getStaticObjectCritical();
+                  const auto forkOften = [] {
+                      for (int i = 0; i < 100; ++i) {
+                          const pid_t idChild = fork();
+                          if (idChild == 0) _exit(getStaticObjectCritical().IsLocked() ? 1 : 0);
+                          int nStatus = -1;
+                          waitpid(idChild, &nStatus, 0);
+                          if (nStatus != 0) _exit(2);
+                      }
+                  };
+                  std::thread other(forkOften);
+                  forkOften();
+                  other.join();
+                  return getStaticObjectCritical().IsLocked() ? 1 : 0;
+              }).exitCode(),
+              0);
+}
+
 TEST(Interlocked, CountsAcrossThreadsAndUnderTheStaticLock) {
     int nValue = 0;
     std::vector<std::thread> threads;

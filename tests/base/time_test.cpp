@@ -168,24 +168,28 @@ TEST(chTime, FormatsByStrftime) {
 
 TEST(LocalTime, AgreesWithTheCLibraryInEveryZone) {
     for (const char* szZone : {"Asia/Kathmandu", "America/St_Johns", "UTC"}) {
+        timeval set{}, before{}, after{};
+        gettimeofday(&set, nullptr);
         setenv("TZ", szZone, 1);
-        time_t nSecond = 0;
+        tzset();
         SYSTEMTIME now{};
-        do {  // Until both were read in one second. The zone is looked at once a second.
-            vdxSleep(static_cast<int>(1000 - vdxGetTickCount() % 1000));
-            nSecond = time(nullptr);
+        do {  // The zone is looked at once a second: a later one, and the same for both readings.
+            vdxSleep(10);
+            gettimeofday(&before, nullptr);
             vdxGetLocalTime(&now);
-        } while (nSecond != time(nullptr));
+            gettimeofday(&after, nullptr);
+        } while (before.tv_sec == set.tv_sec || before.tv_sec != after.tv_sec);
         tm expected{};
-        localtime_r(&nSecond, &expected);
-        if (now.wSecond != expected.tm_sec) continue;
+        localtime_r(&before.tv_sec, &expected);
         EXPECT_EQ(now.wYear, expected.tm_year + 1900) << szZone;
         EXPECT_EQ(now.wMonth, expected.tm_mon + 1) << szZone;
         EXPECT_EQ(now.wDayOfWeek, expected.tm_wday) << szZone;
         EXPECT_EQ(now.wDay, expected.tm_mday) << szZone;
         EXPECT_EQ(now.wHour, expected.tm_hour) << szZone;
         EXPECT_EQ(now.wMinute, expected.tm_min) << szZone;
-        EXPECT_LT(now.wMilliseconds, 1000);
+        EXPECT_EQ(now.wSecond, expected.tm_sec) << szZone;
+        EXPECT_GE(now.wMilliseconds, before.tv_usec / 1000) << szZone;
+        EXPECT_LE(now.wMilliseconds, after.tv_usec / 1000) << szZone;
         EXPECT_EQ(chLocalTime().wYear, now.wYear);
     }
 }

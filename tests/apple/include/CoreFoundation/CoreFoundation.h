@@ -1,6 +1,10 @@
-// The declarations of CoreFoundation that our Apple sources use, for a syntax check.
+// What is used of Core Foundation.
 #pragma once
 
-typedef const struct __CFString* CFStringRef;
-extern "C" CFStringRef vdxTestConstantString(const char* szText);
-#define CFSTR(text) vdxTestConstantString(text)
+using CFTypeRef = const void*;
+using CFAllocatorRef = const struct __CFAllocator*;
+using CFIndex = long;
+using Boolean = unsigned char;
+
+extern "C" const CFAllocatorRef kCFAllocatorDefault;
+extern "C" void CFRelease(CFTypeRef);

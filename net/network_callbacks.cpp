@@ -1,0 +1,105 @@
+// The list of callbacks that run when the network changes.
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <vector>
+
+#include <vdx/network_monitor.h>
+#include <vdx/warnings.h>
+
+#include "base/no_destructor.h"
+#include "siblings/modulelog/module_log.h"
+
+namespace {
+
+using Callback = std::shared_ptr<std::function<void()>>;
+
+struct Entry {
+    Callback callback;
+    // Set when it leaves the list: a run that has begun leaves it out.
+    std::atomic<bool> bRemoved{false};
+};
+
+// The lock is not held while a callback runs. Lock order: this one, then the manager's.
+struct CallbackList {
+    std::mutex lock;
+    std::vector<std::shared_ptr<Entry>> entries;
+};
+
+CallbackList& callbacks() {
+    static vdx::NoDestructor<CallbackList> s_list;
+    return s_list.get();
+}
+
+const char* lineOf(int nStatus) {
+    switch (nStatus) {
+        case NetworkReachabilityStatusUnknown:
+            return " Network: Unknown";
+        case NetworkReachabilityStatusNotReachable:
+            return "Network: No Network";
+        case NetworkReachabilityStatusReachableViaWWAN:
+            return "Network: 3G";
+        case NetworkReachabilityStatusReachableViaWiFi:
+            return "Network: Wifi";
+        default:
+            return nullptr;
+    }
+}
+
+// The library's own status block. It runs on the notification thread, where nobody
+// could catch what a callback throws.
+void handleStatus(int nStatus) {
+    if (const char* szLine = lineOf(nStatus))
+        SpdLog_ModuleTrace(vdx::ModuleLogLevel::Info, "xBase", "%s", szLine);
+    try {
+        onNetworkChanged();
+    } catch (const std::exception& error) {
+        vdxOutputWarningString("network callback: %s", error.what());
+    } catch (...) {
+        vdxOutputWarningString("network callback: unknown exception");
+    }
+}
+
+}  // namespace
+
+void registerNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback) {
+    auto entry = std::make_shared<Entry>();
+    entry->callback = std::move(callback);
+    CallbackList& list = callbacks();
+    const std::lock_guard guard(list.lock);
+    list.entries.push_back(std::move(entry));
+    if (list.entries.size() > 1) return;
+    auto& manager = UCNetworkReachabilityManager::sharedManager();
+    manager.setReachabilityStatusChangeBlock(handleStatus);
+    manager.startNetworkMonitor();
+}
+
+void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback) {
+    std::shared_ptr<AFNetworkReachabilityManager> monitor;
+    {
+        CallbackList& list = callbacks();
+        const std::lock_guard guard(list.lock);
+        std::erase_if(list.entries, [&](const std::shared_ptr<Entry>& entry) {
+            if (entry->callback != callback) return false;
+            entry->bRemoved = true;
+            return true;
+        });
+        if (list.entries.empty()) monitor = UCNetworkReachabilityManager::sharedManager().detachMonitor();
+    }
+    // Without the lock: this waits for a callback that runs.
+    if (monitor) monitor->stopMonitoring();
+}
+
+void onNetworkChanged() {
+    std::vector<std::shared_ptr<Entry>> entries;
+    {
+        CallbackList& list = callbacks();
+        const std::lock_guard guard(list.lock);
+        entries = list.entries;
+    }
+    for (const std::shared_ptr<Entry>& entry : entries) {
+        if (entry->bRemoved) continue;
+        if (!entry->callback) throw std::bad_function_call();
+        (*entry->callback)();
+    }
+}

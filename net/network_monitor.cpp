@@ -1,0 +1,294 @@
+// The rules of the network monitor, over any source of notices.
+#include <atomic>
+#include <utility>
+
+#include <vdx/network_monitor.h>
+
+#include "base/no_destructor.h"
+#include "net/network_source.h"
+
+namespace vdx::net {
+
+namespace {
+
+std::atomic<NetworkSource*> s_pSource{nullptr};
+
+}  // namespace
+
+NetworkSource& networkSource() {
+    NetworkSource* pSource = s_pSource.load();
+    return pSource != nullptr ? *pSource : platformNetworkSource();
+}
+
+void setNetworkSource(NetworkSource* pSource) {
+    s_pSource.store(pSource);
+}
+
+}  // namespace vdx::net
+
+using vdx::net::networkSource;
+
+namespace {
+
+// How long addresses are given to settle after a change.
+constexpr int kSettleMilliseconds = 1000;
+
+bool needsUser(std::uint32_t nFlags) {
+    const bool bAutomatic =
+        (nFlags & (NetworkReachabilityFlagConnectionOnDemand | NetworkReachabilityFlagConnectionOnTraffic)) !=
+        0;
+    return !bAutomatic || (nFlags & NetworkReachabilityFlagInterventionRequired) != 0;
+}
+
+int statusOf(std::uint32_t nFlags) {
+    if ((nFlags & NetworkReachabilityFlagReachable) == 0) return NetworkReachabilityStatusNotReachable;
+    if ((nFlags & NetworkReachabilityFlagConnectionRequired) != 0 && needsUser(nFlags)) {
+        return NetworkReachabilityStatusNotReachable;
+    }
+    return (nFlags & NetworkReachabilityFlagIsWWAN) != 0 ? NetworkReachabilityStatusReachableViaWWAN
+                                                         : NetworkReachabilityStatusReachableViaWiFi;
+}
+
+void passSleep() {
+    UCNetworkReachabilityManager::sharedManager().receiveSleepNote();
+}
+void passWake() {
+    UCNetworkReachabilityManager::sharedManager().receiveWakeNote();
+}
+
+}  // namespace
+
+const char* networkReachabilityStatusText(int nStatus) {
+    switch (nStatus) {
+        case NetworkReachabilityStatusNotReachable:
+            return "Not Reachable";
+        case NetworkReachabilityStatusReachableViaWWAN:
+            return "Reachable via WWAN";
+        case NetworkReachabilityStatusReachableViaWiFi:
+            return "Reachable via WiFi";
+        default:
+            return "Unknown";
+    }
+}
+
+// --- AFNetworkReachabilityManager -------------------------------------------
+
+// Shared with the notices, which may outlast the monitor.
+struct AFNetworkReachabilityManager::Subscription {
+    std::mutex lock;
+    NetworkStatusBlock block;
+    std::uint64_t nNumber = 0;  // 0: not monitoring.
+
+    void report() {
+        NetworkStatusBlock current;
+        {
+            const std::lock_guard guard(lock);
+            current = block;
+        }
+        std::uint32_t nFlags = 0;
+        const bool bKnown = networkSource().readFlags(nFlags);
+        if (current) current(bKnown ? statusOf(nFlags) : NetworkReachabilityStatusUnknown);
+    }
+};
+
+AFNetworkReachabilityManager::AFNetworkReachabilityManager()
+    : m_subscription(std::make_shared<Subscription>()) {}
+AFNetworkReachabilityManager::~AFNetworkReachabilityManager() {
+    stopMonitoring();
+}
+
+std::shared_ptr<AFNetworkReachabilityManager> AFNetworkReachabilityManager::manager() {
+    return std::shared_ptr<AFNetworkReachabilityManager>(new AFNetworkReachabilityManager);
+}
+
+std::vector<std::string> AFNetworkReachabilityManager::localIPAddresses(bool bIPv6) {
+    return networkSource().localAddresses(bIPv6);
+}
+
+void AFNetworkReachabilityManager::setReachabilityStatusChangeBlock(NetworkStatusBlock block) {
+    const std::lock_guard guard(m_subscription->lock);
+    m_subscription->block = std::move(block);
+}
+
+void AFNetworkReachabilityManager::startMonitoring(bool bReportNow) {
+    const std::uint64_t nNumber =
+        networkSource().subscribe([subscription = m_subscription] { subscription->report(); }, bReportNow);
+    const std::lock_guard guard(m_subscription->lock);
+    m_subscription->nNumber = nNumber;
+}
+
+void AFNetworkReachabilityManager::stopMonitoring() {
+    std::uint64_t nNumber;
+    {
+        const std::lock_guard guard(m_subscription->lock);
+        nNumber = std::exchange(m_subscription->nNumber, 0);
+    }
+    if (nNumber != 0) networkSource().unsubscribe(nNumber);
+}
+
+bool AFNetworkReachabilityManager::networkReachability(std::uint32_t& nFlags) const {
+    return networkSource().readFlags(nFlags);
+}
+
+// --- UCNetworkReachabilityManager -------------------------------------------
+
+struct NetworkManagerMaker : UCNetworkReachabilityManager {};
+
+UCNetworkReachabilityManager::UCNetworkReachabilityManager() = default;
+
+UCNetworkReachabilityManager& UCNetworkReachabilityManager::sharedManager() {
+    static vdx::NoDestructor<NetworkManagerMaker> s_manager;
+    static const bool s_bFollowing = (networkSource().followSleep(passSleep, passWake), true);
+    (void)s_bFollowing;
+    return s_manager.get();
+}
+
+void UCNetworkReachabilityManager::setReachabilityStatusChangeBlock(NetworkStatusBlock block) {
+    const std::lock_guard guard(m_lock);
+    m_block.swap(block);
+}
+
+void UCNetworkReachabilityManager::startNetworkMonitor() {
+    Monitor replaced;
+    const std::lock_guard guard(m_lock);
+    replaced = start();
+}
+
+void UCNetworkReachabilityManager::updateNetworkMonitor() {
+    Monitor replaced;
+    const std::lock_guard guard(m_lock);
+    replaced = update();
+}
+
+void UCNetworkReachabilityManager::stopNetworkMonitor() {
+    if (const Monitor monitor = detachMonitor()) monitor->stopMonitoring();
+}
+
+UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::detachMonitor() {
+    const std::lock_guard guard(m_lock);
+    return std::exchange(m_monitor, nullptr);
+}
+
+UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::start() {
+    takeNewAddresses();
+    m_bIpChanged = false;
+    return replaceMonitor(&UCNetworkReachabilityManager::handleFirstReport, true);
+}
+
+UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::update() {
+    const bool bReportNow = m_bIpChanged || differsFromStatus();
+    m_bIpChanged = false;
+    return replaceMonitor(&UCNetworkReachabilityManager::handleReport, bReportNow);
+}
+
+UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::replaceMonitor(Handler pHandler,
+                                                                                   bool bReportNow) {
+    Monitor fresh = AFNetworkReachabilityManager::manager();
+    const std::weak_ptr<AFNetworkReachabilityManager> weak = fresh;
+    fresh->setReachabilityStatusChangeBlock([this, weak, pHandler](int nStatus) {
+        if (const Monitor monitor = weak.lock()) (this->*pHandler)(monitor, nStatus);
+    });
+    // The fresh one's subscription replaces the old one's: the notification thread stays.
+    fresh->startMonitoring(bReportNow);
+    return std::exchange(m_monitor, std::move(fresh));
+}
+
+bool UCNetworkReachabilityManager::isCurrent(const Monitor& monitor) const {
+    const std::lock_guard guard(m_lock);
+    return m_monitor == monitor;
+}
+
+// The first report after a start goes to the block as it is; from then on reports are
+// compared with what is known.
+void UCNetworkReachabilityManager::handleFirstReport(const Monitor& monitor, int nStatus) {
+    NetworkStatusBlock block;
+    {
+        const std::lock_guard guard(m_lock);
+        if (m_monitor != monitor) return;
+        m_nStatus = nStatus;
+        block = m_block;
+    }
+    if (block) block(nStatus);
+    const std::lock_guard guard(m_lock);
+    // The block may have stopped the monitor, or started another.
+    if (m_monitor == monitor) update();
+}
+
+void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nStatus) {
+    NetworkStatusBlock block;
+    {
+        const std::lock_guard guard(m_lock);
+        if (m_monitor != monitor) return;
+        if (nStatus == m_nStatus && !takeNewAddresses()) {
+            update();
+            return;
+        }
+        m_nStatus = nStatus;
+        block = m_block;
+    }
+    if (block) {
+        networkSource().pause(kSettleMilliseconds);
+        if (!isCurrent(monitor)) return;
+        block(nStatus);
+    }
+    const std::lock_guard guard(m_lock);
+    if (m_monitor == monitor) start();
+}
+
+bool UCNetworkReachabilityManager::takeNewAddresses() {
+    std::vector<std::string> ipv4 = AFNetworkReachabilityManager::localIPAddresses(false);
+    std::vector<std::string> ipv6 = AFNetworkReachabilityManager::localIPAddresses(true);
+    m_bIpChanged = ipv4 != m_ipv4 || ipv6 != m_ipv6;
+    m_ipv4.swap(ipv4);
+    m_ipv6.swap(ipv6);
+    return m_bIpChanged;
+}
+
+bool UCNetworkReachabilityManager::isIPsChanged() {
+    const std::lock_guard guard(m_lock);
+    return takeNewAddresses();
+}
+
+bool UCNetworkReachabilityManager::differsFromStatus() const {
+    std::uint32_t nFlags = 0;
+    if (m_monitor == nullptr || !m_monitor->networkReachability(nFlags)) return false;
+    return statusOf(nFlags) != m_nStatus;
+}
+
+bool UCNetworkReachabilityManager::isStatusChanged() const {
+    const std::lock_guard guard(m_lock);
+    return differsFromStatus();
+}
+
+void UCNetworkReachabilityManager::receiveSleepNote() {}
+
+void UCNetworkReachabilityManager::receiveWakeNote() {
+    Monitor replaced;
+    const std::lock_guard guard(m_lock);
+    if (m_monitor != nullptr && takeNewAddresses()) replaced = start();
+}
+
+std::shared_ptr<AFNetworkReachabilityManager> UCNetworkReachabilityManager::m() const {
+    const std::lock_guard guard(m_lock);
+    return m_monitor;
+}
+
+int UCNetworkReachabilityManager::networkReachabilityStatus() const {
+    const std::lock_guard guard(m_lock);
+    return m_nStatus;
+}
+
+std::vector<std::string> UCNetworkReachabilityManager::ipv4Array() const {
+    const std::lock_guard guard(m_lock);
+    return m_ipv4;
+}
+
+std::vector<std::string> UCNetworkReachabilityManager::ipv6Array() const {
+    const std::lock_guard guard(m_lock);
+    return m_ipv6;
+}
+
+bool UCNetworkReachabilityManager::isIpChanged() const {
+    const std::lock_guard guard(m_lock);
+    return m_bIpChanged;
+}

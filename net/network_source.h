@@ -1,0 +1,48 @@
+// Where the network monitor's knowledge comes from: one implementation a platform, and
+// one in the tests.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vdx::net {
+
+// Thread-safety: all members.
+class NetworkSource {
+public:
+    virtual ~NetworkSource() = default;
+
+    // NetworkReachabilityFlags of the default route; false when they cannot be read.
+    virtual bool readFlags(std::uint32_t& nFlags) = 0;
+
+    // The host's addresses but those of loop-back interfaces.
+    virtual std::vector<std::string> localAddresses(bool bIPv6) = 0;
+
+    // From now on `notice` is called on the notification thread after each change, and
+    // with bNow once soon; it takes the place of the one subscribed before. Never calls
+    // it before returning. The subscription's number; 0, and a warning, on failure.
+    virtual std::uint64_t subscribe(std::function<void()> notice, bool bNow) = 0;
+
+    // Ends a subscription unless another took its place. On return its notice does not
+    // run and the notification thread is gone; called on that thread, it goes after the
+    // notice that runs.
+    virtual void unsubscribe(std::uint64_t nSubscription) = 0;
+
+    // Waits on the notification thread; ends early when the subscription does.
+    virtual void pause(int nMilliseconds) = 0;
+
+    // Calls these before the system sleeps and after it woke; nothing where the system
+    // does not tell.
+    virtual void followSleep(void (*pSleep)(), void (*pWake)()) = 0;
+};
+
+// The platform's. Never destroyed.
+NetworkSource& platformNetworkSource();
+
+// The one in use: the platform's unless another was set (null: the platform's again).
+NetworkSource& networkSource();
+void setNetworkSource(NetworkSource* pSource);
+
+}  // namespace vdx::net

@@ -1,0 +1,191 @@
+// The network as Linux reports it: route netlink.
+#include "net/network_source.h"
+
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <cerrno>
+#include <condition_variable>
+#include <csignal>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include <vdx/platform.h>
+#include <vdx/socket.h>
+#include <vdx/warnings.h>
+
+#include "base/no_destructor.h"
+#include "net/default_route_linux.h"
+#include "net/interface_table.h"
+#include "siblings/pmrfile/descriptor.h"
+
+namespace vdx::net {
+
+namespace {
+
+constexpr unsigned kGroups =
+    RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
+
+// One life of the notification thread. All but the descriptors is guarded by the
+// source's lock.
+struct Session {
+    chSocket notices;
+    Descriptor wake;  // Readable when the thread shall look at the rest.
+    std::function<void()> notice;
+    std::uint64_t nSubscription = 0;
+    bool bDue = false;  // A notice is to be given.
+    bool bEnd = false;
+    std::thread thread;
+
+    explicit Session(int nWake) : wake(nWake) {}
+    void wakeUp() const { eventfd_write(wake.get(), 1); }
+};
+
+// Takes everything that waits; what it says does not matter, that it came does. Also
+// true when notices were lost.
+bool drain(int nFd) {
+    bool bAny = false;
+    char buffer[8192];
+    for (;;) {
+        const int nBytes = sockRecv(nFd, buffer, sizeof buffer, MSG_DONTWAIT);
+        if (nBytes < 0 && errno != ENOBUFS) return bAny;
+        bAny = true;
+    }
+}
+
+// Starts a thread that no signal of the process is delivered to.
+template <class Body>
+std::thread startQuietThread(Body body) {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    std::thread thread;
+    try {
+        thread = std::thread(std::move(body));
+    } catch (const std::system_error&) {  // No thread: not joinable.
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return thread;
+}
+
+class LinuxSource : public NetworkSource {
+public:
+    bool readFlags(std::uint32_t& nFlags) override { return readDefaultRoute(nFlags); }
+    std::vector<std::string> localAddresses(bool bIPv6) override;
+    std::uint64_t subscribe(std::function<void()> notice, bool bNow) override;
+    void unsubscribe(std::uint64_t nSubscription) override;
+    void pause(int nMilliseconds) override;
+    void followSleep(void (*)(), void (*)()) override {}  // Links and addresses tell of a wake.
+
+private:
+    std::shared_ptr<Session> openSession();
+    void run(const std::shared_ptr<Session>& session);
+
+    std::mutex m_lock;
+    std::condition_variable m_ended;     // Some session's bEnd was set.
+    std::shared_ptr<Session> m_session;  // The one that is not ending.
+    std::uint64_t m_nLastSubscription = 0;
+    static thread_local Session* t_pSession;  // On the notification thread: its own.
+};
+
+thread_local Session* LinuxSource::t_pSession = nullptr;
+
+std::vector<std::string> LinuxSource::localAddresses(bool bIPv6) {
+    std::vector<std::string> texts;
+    for (const HostAddress& entry : listHostAddresses()) {
+        if (entry.address.isIPv6() == bIPv6 && (entry.nFlags & IFF_LOOPBACK) == 0) {
+            texts.push_back(addressText(entry.address));
+        }
+    }
+    return texts;
+}
+
+std::shared_ptr<Session> LinuxSource::openSession() {
+    auto session = std::make_shared<Session>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    sockaddr_nl groups{};
+    groups.nl_family = AF_NETLINK;
+    groups.nl_groups = kGroups;
+    if (!session->wake.isOpen() || !session->notices.CreateSocket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE) ||
+        bind(session->notices.fd(), reinterpret_cast<const sockaddr*>(&groups), sizeof groups) != 0) {
+        return nullptr;
+    }
+    session->thread = startQuietThread([this, session] { run(session); });
+    return session->thread.joinable() ? session : nullptr;
+}
+
+std::uint64_t LinuxSource::subscribe(std::function<void()> notice, bool bNow) {
+    const std::lock_guard guard(m_lock);
+    if (m_session == nullptr) m_session = openSession();
+    if (m_session == nullptr) {
+        vdxOutputWarningString("network monitor: %s", vdxTransLastError().c_str());
+        return 0;
+    }
+    m_session->notice.swap(notice);
+    m_session->bDue = m_session->bDue || bNow;
+    m_session->nSubscription = ++m_nLastSubscription;
+    if (bNow) m_session->wakeUp();
+    return m_nLastSubscription;
+}
+
+void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
+    std::unique_lock guard(m_lock);
+    if (m_session == nullptr || m_session->nSubscription != nSubscription) return;
+    const std::shared_ptr<Session> session = std::move(m_session);
+    m_session = nullptr;
+    session->bEnd = true;
+    session->wakeUp();
+    m_ended.notify_all();
+    std::thread thread = std::move(session->thread);
+    guard.unlock();
+    if (thread.get_id() == std::this_thread::get_id()) {
+        thread.detach();  // It ends after the notice from which this was called.
+    } else {
+        thread.join();
+    }
+}
+
+void LinuxSource::pause(int nMilliseconds) {
+    std::unique_lock guard(m_lock);
+    const Session* pSession = t_pSession;
+    m_ended.wait_for(guard, std::chrono::milliseconds(nMilliseconds),
+                     [pSession] { return pSession != nullptr && pSession->bEnd; });
+}
+
+void LinuxSource::run(const std::shared_ptr<Session>& session) {
+    t_pSession = session.get();
+    pollfd items[] = {{session->notices.fd(), POLLIN, 0}, {session->wake.get(), POLLIN, 0}};
+    for (;;) {
+        std::function<void()> notice;
+        {
+            const std::lock_guard guard(m_lock);
+            if (session->bEnd) return;
+            if (std::exchange(session->bDue, false)) notice = session->notice;
+        }
+        if (notice) {
+            notice();
+            continue;
+        }
+        poll(items, 2, -1);
+        eventfd_t nWakes;
+        eventfd_read(session->wake.get(), &nWakes);
+        if (!drain(session->notices.fd())) continue;
+        const std::lock_guard guard(m_lock);
+        session->bDue = true;
+    }
+}
+
+}  // namespace
+
+NetworkSource& platformNetworkSource() {
+    static NoDestructor<LinuxSource> s_source;
+    return s_source.get();
+}
+
+}  // namespace vdx::net
