@@ -22,6 +22,7 @@ constexpr bool isNoCharacter(std::uint32_t c) {
 }
 
 using byteVector = std::vector<unsigned char>;
+using codeIndex = std::vector<unsigned short>;
 
 unsigned short readAt(const byteVector& table, int nIndex, std::size_t nOffset) {
     unsigned short nValue;
@@ -45,6 +46,40 @@ void makeNative(byteVector& table, int nIndex) {
         const auto nValue = static_cast<unsigned short>(p[nOffset] << 8 | p[nOffset + 1]);
         std::memcpy(p + nOffset, &nValue, sizeof nValue);
     }
+}
+
+// What the linear search gives for each Unicode code: the first record that has it.
+codeIndex indexByWide(const byteVector& table, int nCount) {
+    codeIndex index(s_nAllCodes, s_nUnknown);
+    for (int i = nCount - 1; i >= 0; --i)
+        index[wideAt(table, i)] = codeAt(table, i);
+    return index;
+}
+
+// What the bisection gives for each multi-byte code, where that is plain: in a table in strictly
+// ascending order it finds what is there. No index for any other table.
+codeIndex indexByCode(const byteVector& table, int nCount) {
+    codeIndex index(s_nAllCodes, s_nUnknown);
+    for (int i = 0; i < nCount; ++i) {
+        if (i > 0 && codeAt(table, i) <= codeAt(table, i - 1)) return {};
+        index[codeAt(table, i)] = wideAt(table, i);
+    }
+    return index;
+}
+
+unsigned short bisect(const byteVector& table, int nCount, unsigned short nCode) {
+    int nLow = 0, nHigh = nCount - 1;
+    if (codeAt(table, nLow) == nCode) return wideAt(table, nLow);
+    if (codeAt(table, nHigh) == nCode) return wideAt(table, nHigh);
+    if (nCode < codeAt(table, nLow) || nCode > codeAt(table, nHigh)) return s_nUnknown;
+    // The records at both ends have been seen.
+    while (nHigh - nLow > 1) {
+        const int nProbe = nLow + (nHigh - nLow) / 2;
+        const unsigned short nFound = codeAt(table, nProbe);
+        if (nFound == nCode) return wideAt(table, nProbe);
+        (nFound > nCode ? nHigh : nLow) = nProbe;
+    }
+    return s_nUnknown;
 }
 
 // The code that all double-byte characters of the text are looked up by; 0 when its second byte is a
@@ -84,12 +119,10 @@ bool chCodePage::LoadCodePageFile(const std::string& strPath) {
     if (!vdxDumpBinFile(strPath, bytes) || bytes.size() < s_nRecordSize) return false;
     m_table = std::move(bytes);
     m_nCount = static_cast<int>(std::min<std::size_t>(m_table.size() / s_nRecordSize, INT_MAX));
-    m_codes.assign(s_nAllCodes, s_nUnknown);
-    // Backwards, so that the first record of a Unicode code has the last word.
-    for (int i = m_nCount - 1; i >= 0; --i) {
+    for (int i = 0; i < m_nCount; ++i)
         makeNative(m_table, i);
-        m_codes[wideAt(m_table, i)] = codeAt(m_table, i);
-    }
+    m_codes = indexByWide(m_table, m_nCount);
+    m_wides = indexByCode(m_table, m_nCount);
     return true;
 }
 
@@ -97,22 +130,12 @@ void chCodePage::UnloadCodePageFile() {
     m_nCount = 0;
     m_table.clear();
     m_codes.clear();
+    m_wides.clear();
 }
 
 unsigned short chCodePage::MBCS2W_fast(unsigned short nCode) const {
-    if (m_nCount < 1) return s_nUnknown;
-    int nLow = 0, nHigh = m_nCount - 1;
-    if (codeAt(m_table, nLow) == nCode) return wideAt(m_table, nLow);
-    if (codeAt(m_table, nHigh) == nCode) return wideAt(m_table, nHigh);
-    if (nCode < codeAt(m_table, nLow) || nCode > codeAt(m_table, nHigh)) return s_nUnknown;
-    // The records at both ends have been seen.
-    while (nHigh - nLow > 1) {
-        const int nProbe = nLow + (nHigh - nLow) / 2;
-        const unsigned short nFound = codeAt(m_table, nProbe);
-        if (nFound == nCode) return wideAt(m_table, nProbe);
-        (nFound > nCode ? nHigh : nLow) = nProbe;
-    }
-    return s_nUnknown;
+    if (!m_wides.empty()) return m_wides[nCode];
+    return m_nCount < 1 ? s_nUnknown : bisect(m_table, m_nCount, nCode);
 }
 
 unsigned short chCodePage::W2MBCS_slow(unsigned short nWide) const {

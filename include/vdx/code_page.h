@@ -61,4 +61,5 @@ private:
     int m_nCount = 0;                     // Records.
     std::vector<unsigned char> m_table;   // The records, in native byte order: Unicode, multi-byte.
     std::vector<unsigned short> m_codes;  // By Unicode code, what W2MBCS_slow gives; none without table.
+    std::vector<unsigned short> m_wides;  // By multi-byte code, what MBCS2W_fast gives; or none.
 };

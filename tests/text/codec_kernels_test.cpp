@@ -1,6 +1,7 @@
 // Every set of inner loops that this processor runs against the plain rules.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <random>
 
@@ -28,35 +29,54 @@ std::string mixCase(std::mt19937& random, std::string strHex) {
     return strHex;
 }
 
-// All decoders of one set against the rules; the text and the output end at a guarded page.
-class decoderCheck {
-public:
-    explicit decoderCheck(const codecKernels& kernels) : m_kernels(kernels) {}
+// What all decoders make of a text; with the fetch only for an even length.
+struct decodedText {
+    byteVector separated, packed, base64, fetched;
+    bool operator==(const decodedText&) const = default;
+};
 
-    ::testing::AssertionResult operator()(const std::string& strText) {
+decodedText decodeByRules(const std::string& strText) {
+    return {modelText2Bin(strText), modelBase162Bin(strText), modelBase642Bin(strText),
+            strText.size() % 2 == 0 ? modelFetch(strText) : byteVector()};
+}
+
+// The same with the decoders of a set; the text and the fetched bytes end at a guarded page.
+class setDecoder {
+public:
+    explicit setDecoder(const codecKernels& kernels) : m_kernels(kernels) {}
+
+    decodedText operator()(const std::string& strText) {
         const std::string_view strCopy = m_text.set(strText);
-        if (codecText2Bin(m_kernels, strCopy) != modelText2Bin(strText)) return failure("text", strText);
-        if (codecBase162Bin(m_kernels, strCopy) != modelBase162Bin(strText))
-            return failure("base 16", strText);
-        if (codecBase642Bin(m_kernels, strCopy) != modelBase642Bin(strText))
-            return failure("base 64", strText);
-        if (strText.size() % 2 != 0) return ::testing::AssertionSuccess();
         const std::size_t n = strText.size() / 2;
         char* pOut = m_out.room(n);
-        if (!codecFetchBase16(m_kernels, strCopy, pOut, static_cast<int>(n)) ||
-            byteVector(pOut, pOut + n) != modelFetch(strText))
-            return failure("fetch", strText);
-        return ::testing::AssertionSuccess();
+        const bool bFetched = codecFetchBase16(m_kernels, strCopy, pOut, static_cast<int>(n));
+        return {codecText2Bin(m_kernels, strCopy), codecBase162Bin(m_kernels, strCopy),
+                codecBase642Bin(m_kernels, strCopy), bFetched ? byteVector(pOut, pOut + n) : byteVector()};
     }
 
 private:
-    ::testing::AssertionResult failure(const char* szReader, const std::string& strText) const {
-        return ::testing::AssertionFailure() << m_kernels.szName << ' ' << szReader << ": " << strText;
-    }
-
     const codecKernels& m_kernels;
     guardedCopy m_text{100000};
     guardedCopy m_out{100000};
+};
+
+// The decoders of one set: the portable one against the rules, all others against the portable one,
+// which is much quicker.
+class decoderCheck {
+public:
+    explicit decoderCheck(const codecKernels& kernels) : m_kernels(kernels), m_own(kernels) {}
+
+    ::testing::AssertionResult operator()(const std::string& strText) {
+        const bool bSame = m_own(strText) == (isPortable() ? decodeByRules(strText) : m_portable(strText));
+        if (bSame) return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << m_kernels.szName << ": " << strText;
+    }
+    bool isPortable() const { return &m_kernels == &portableCodecKernels; }
+
+private:
+    const codecKernels& m_kernels;
+    setDecoder m_own;
+    setDecoder m_portable{portableCodecKernels};
 };
 
 void forAllSets(const std::function<void(const codecKernels&)>& check) {
@@ -145,7 +165,9 @@ TEST(codecKernels, DecodersEqualTheRulesWithAForeignCharacterAnywhere) {
                 // All lengths, too, not those of whole bytes only.
                 strText.resize(std::min(n, strText.size()));
                 ASSERT_TRUE(check(strText));
-                for (std::size_t i = 0; i < strText.size(); ++i) {
+                // What a decoder does without vectors does not depend on where in a long text it is.
+                const std::size_t nStep = check.isPortable() && n > 40 ? 17 : 1;
+                for (std::size_t i = 0; i < strText.size(); i += nStep) {
                     std::string strDirty = strText;
                     strDirty[i] = strForeign[random() % strForeign.size()];
                     ASSERT_TRUE(check(strDirty));
@@ -160,7 +182,7 @@ TEST(codecKernels, DecodersEqualTheRulesForAllCharacters) {
         std::mt19937 random(5);
         decoderCheck check(kernels);
         for (std::string strText : cleanTexts(random, 70)) {
-            for (std::size_t i = 0; i < 100; i += 3) {
+            for (std::size_t i = 0; i < std::min<std::size_t>(100, strText.size()); i += 3) {
                 const char cKept = strText[i];
                 for (int c = 0; c < 256; ++c) {
                     strText[i] = static_cast<char>(c);
