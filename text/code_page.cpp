@@ -90,19 +90,19 @@ unsigned short firstCode(const std::string& strText) {
                                        static_cast<unsigned char>(strText[1]));
 }
 
-// Widens the bytes below 0x80 at the start of [p, pEnd); returns how many there are.
-std::size_t widenAscii(const char* p, const char* pEnd, wchar_t* pOut) {
-    const char* const pBegin = p;
-    while (pEnd - p >= 8) {
+// Widens the bytes below 0x80 from index nFirst on; returns how many there are.
+std::size_t widenAscii(const std::string& strText, std::size_t nFirst, wchar_t* pOut) {
+    std::size_t i = nFirst;
+    for (; strText.size() - i >= 8; i += 8) {
         std::uint64_t nBytes;
-        std::memcpy(&nBytes, p, sizeof nBytes);
+        std::memcpy(&nBytes, strText.data() + i, sizeof nBytes);
         if ((nBytes & 0x8080808080808080u) != 0) break;
-        for (int i = 0; i < 8; ++i)
-            *pOut++ = static_cast<wchar_t>(*p++);
+        for (std::size_t j = 0; j < 8; ++j)
+            *pOut++ = static_cast<wchar_t>(strText[i + j]);
     }
-    while (p != pEnd && static_cast<unsigned char>(*p) < 0x80)
-        *pOut++ = static_cast<wchar_t>(*p++);
-    return static_cast<std::size_t>(p - pBegin);
+    for (; i < strText.size() && static_cast<unsigned char>(strText[i]) < 0x80; ++i)
+        *pOut++ = static_cast<wchar_t>(strText[i]);
+    return i - nFirst;
 }
 
 }  // namespace
@@ -143,20 +143,21 @@ unsigned short chCodePage::W2MBCS_slow(unsigned short nWide) const {
 }
 
 std::wstring chCodePage::MBCS2W(const std::string& strText) const {
-    const char* p = strText.data();
-    const char* const pEnd = p + strText.size();
     const unsigned short nCode = firstCode(strText);
-    const auto nWide = static_cast<wchar_t>(nCode != 0 ? MBCS2W_fast(nCode) : s_nUnknown);
+    const auto cDouble = static_cast<wchar_t>(nCode != 0 ? MBCS2W_fast(nCode) : s_nUnknown);
+    const std::size_t nDouble = nCode != 0 ? 2 : 1;  // Bytes that a lead byte accounts for.
     return vdx::writeString<wchar_t>(strText.size(), [&](wchar_t* const pBegin) {
         wchar_t* pOut = pBegin;
-        while (p < pEnd) {
-            const std::size_t nAscii = widenAscii(p, pEnd, pOut);
-            p += nAscii;
-            pOut += nAscii;
-            if (p == pEnd) break;
-            const bool bDouble = nCode != 0 && !isNoCharacter(static_cast<unsigned char>(*p));
-            *pOut++ = bDouble ? nWide : static_cast<wchar_t>(s_nUnknown);
-            p += bDouble ? std::min<std::ptrdiff_t>(2, pEnd - p) : 1;
+        for (std::size_t i = 0; i < strText.size();) {
+            const auto c = static_cast<unsigned char>(strText[i]);
+            if (c < 0x80) {
+                const std::size_t nAscii = widenAscii(strText, i, pOut);
+                pOut += nAscii;
+                i += nAscii;
+            } else {
+                *pOut++ = isNoCharacter(c) ? static_cast<wchar_t>(s_nUnknown) : cDouble;
+                i += isNoCharacter(c) ? 1 : nDouble;
+            }
         }
         return static_cast<std::size_t>(pOut - pBegin);
     });

@@ -105,19 +105,19 @@ void BM_ToWide_vdx(benchmark::State& state, const std::string& strText) {
 
 // A long text of many characters, each looked up by its own code.
 void BM_ToWide_vdx_each(benchmark::State& state, const std::string& strText) {
+    const chCodePage& page = gbk();
     for (auto _ : state) {
-        std::wstring strWide;
-        strWide.reserve(strText.size());
+        const auto pWide = std::make_unique_for_overwrite<wchar_t[]>(strText.size());
+        wchar_t* pOut = pWide.get();
         for (std::size_t i = 0; i < strText.size(); ++i) {
-            const auto c = static_cast<unsigned char>(strText[i]);
-            if (c < 0x80) {
-                strWide += static_cast<wchar_t>(c);
-                continue;
+            unsigned c = static_cast<unsigned char>(strText[i]);
+            if (c >= 0x80) {
+                c = c << 8 | static_cast<unsigned char>(strText[++i]);
+                c = page.MBCS2W_fast(static_cast<unsigned short>(c));
             }
-            const auto cTrail = static_cast<unsigned char>(strText[++i]);
-            strWide += static_cast<wchar_t>(gbk().MBCS2W_fast(static_cast<unsigned short>(c << 8 | cTrail)));
+            *pOut++ = static_cast<wchar_t>(c);
         }
-        benchmark::DoNotOptimize(strWide.data());
+        benchmark::DoNotOptimize(pOut);
     }
 }
 
