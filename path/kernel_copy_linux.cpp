@@ -1,8 +1,8 @@
 // Copying between files without passing the bytes through the process.
 #include "path/kernel_copy.h"
 
-#include <cstddef>
 #include <unistd.h>
+#include <cstddef>
 
 namespace vdx {
 

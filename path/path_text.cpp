@@ -1,7 +1,8 @@
 // Paths as texts: splitting, joining, normalising.
 #include <vdx/path.h>
 
-#include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
@@ -15,43 +16,102 @@ namespace {
 using vdx::findSeparator;
 using vdx::isPathSeparator;
 
-// Tidies a path of which the first character is ignored, where it stands.
-//
-// The kept parts, "/" before each, are gathered at the start of the same text. They
-// never overtake the place of reading: whatever part is read, one separator (or the
-// ignored first character) has been read before it.
+constexpr std::uint64_t EACH_BYTE = 0x0101010101010101U;
+
+// The highest bit of each byte of the word that equals c, and no other bit.
+constexpr std::uint64_t bytesEqual(std::uint64_t word, char c) {
+    constexpr std::uint64_t LOW_BITS = EACH_BYTE * 0x7F;
+    const std::uint64_t differences = word ^ EACH_BYTE * static_cast<unsigned char>(c);
+    return ~(((differences & LOW_BITS) + LOW_BITS) | differences | LOW_BITS);
+}
+
+std::uint64_t load(const char* pBytes) {
+    std::uint64_t word;
+    std::memcpy(&word, pBytes, sizeof word);
+    return word;
+}
+
+// Which byte in memory carries the first bit of a mask that is not zero.
+std::size_t firstByte(std::uint64_t mask) {
+    const int nBits =
+        std::endian::native == std::endian::little ? std::countr_zero(mask) : std::countl_zero(mask);
+    return static_cast<std::size_t>(nBits) / 8;
+}
+
+// The first separator, nFrom or behind it, that begins a part which may have to go: an
+// empty one, or one with a dot in front; else the end. Most separators begin none:
+// eight places are looked at together.
+// Requires: no separator at the end.
+std::size_t findOddPart(std::string_view text, std::size_t nFrom) {
+    static_assert(vdx::PATH_SEPARATORS == "/", "the word loop knows this one only");
+    std::size_t i = nFrom;
+    for (; i + sizeof(std::uint64_t) < text.size(); i += sizeof(std::uint64_t)) {
+        const std::uint64_t next = load(text.data() + i + 1);
+        const std::uint64_t odd =
+            bytesEqual(load(text.data() + i), '/') & (bytesEqual(next, '/') | bytesEqual(next, '.'));
+        if (odd != 0) return i + firstByte(odd);
+    }
+    for (; i + 1 < text.size(); ++i) {
+        if (isPathSeparator(text[i]) && (isPathSeparator(text[i + 1]) || text[i + 1] == '.')) return i;
+    }
+    return text.size();
+}
+
+// memmove for short runs that go towards the front: each word is read before anything
+// is written over it.
+void moveForward(char* pTarget, const char* pSource, std::size_t nSize) {
+    for (; nSize >= sizeof(std::uint64_t); nSize -= sizeof(std::uint64_t)) {
+        const std::uint64_t word = load(pSource);
+        std::memcpy(pTarget, &word, sizeof word);
+        pTarget += sizeof word;
+        pSource += sizeof word;
+    }
+    for (; nSize > 0; --nSize)
+        *pTarget++ = *pSource++;
+}
+
+// Tidies a path of which the first character is ignored, where it stands: what is kept
+// is gathered at the start of the same text and never overtakes the place of reading.
 class TidyInPlace {
 public:
+    // Requires: a text that is not empty.
     explicit TidyInPlace(std::string& text) : m_text(text) {}
 
     void run() {
-        std::size_t nPart = 1;
-        while (nPart < m_text.size()) {
-            const std::size_t nEnd = findSeparator(m_text, nPart);
-            takePart(nPart, nEnd - nPart);
-            nPart = nEnd + 1;
+        m_text[0] = '/';
+        while (m_text.size() > 1 && isPathSeparator(m_text.back()))
+            m_text.pop_back();
+        std::size_t nRead = 0;
+        while (nRead < m_text.size()) {
+            const std::size_t nOdd = findOddPart(m_text, nRead);
+            keep(nRead, nOdd);
+            nRead = nOdd < m_text.size() ? takeOddPart(nOdd) : nOdd;
         }
-        if (m_nKept == 0) m_text[m_nKept++] = '/';
+        if (m_nKept == 0) m_nKept = 1;  // The separator that every text here begins with.
         m_text.resize(m_nKept);
     }
 
 private:
-    void takePart(std::size_t nPart, std::size_t nLength) {
-        char* pText = m_text.data();
-        const char* pPart = pText + nPart;
-        if (nLength == 0 || (nLength == 1 && pPart[0] == '.')) return;
-        if (nLength == 2 && pPart[0] == '.' && pPart[1] == '.') {
-            while (m_nKept > 0 && pText[--m_nKept] != '/')
+    // The separator at nBegin and the part behind it; returns where the next begins.
+    std::size_t takeOddPart(std::size_t nBegin) {
+        const std::size_t nEnd = findSeparator(m_text, nBegin + 1);
+        const std::string_view part(m_text.data() + nBegin + 1, nEnd - nBegin - 1);
+        if (part == "..") {
+            while (m_nKept > 0 && m_text[--m_nKept] != '/')
                 continue;
-            return;
+        } else if (!part.empty() && part != ".") {
+            keep(nBegin, nEnd);
         }
-        pText[m_nKept++] = '/';
-        if (m_nKept != nPart) std::memmove(pText + m_nKept, pPart, nLength);
-        m_nKept += nLength;
+        return nEnd;
+    }
+
+    void keep(std::size_t nBegin, std::size_t nEnd) {
+        if (m_nKept != nBegin) moveForward(m_text.data() + m_nKept, m_text.data() + nBegin, nEnd - nBegin);
+        m_nKept += nEnd - nBegin;
     }
 
     std::string& m_text;
-    std::size_t m_nKept = 0;  // Length of the parts kept so far.
+    std::size_t m_nKept = 0;  // Length of what is kept so far: parts, a '/' before each.
 };
 
 }  // namespace

@@ -12,20 +12,30 @@ class Wildcard {
 public:
     explicit Wildcard(std::string_view pattern);
 
-    // Whether the whole name matches. Never recurses; the time grows with the name's
-    // length times that of the longest run between two stars.
-    bool matches(std::string_view name) const;
+    // Whether the whole name matches. Never recurses; the time grows at worst with the
+    // name's length times that of the longest run between two stars.
+    bool matches(std::string_view name) const { return mayMatch(name) && matchAll(name); }
 
 private:
-    bool matchMiddle(std::string_view name) const;
+    // Cheap reasons against most names: the length, the first and the last character.
+    bool mayMatch(std::string_view name) const {
+        if (name.size() < m_nFixed) return false;
+        if (m_bFirst && name.front() != m_pattern.front()) return false;
+        return !m_bLast || name.back() == m_pattern.back();
+    }
+
+    bool matchAll(std::string_view name) const;
+    static bool matchRuns(std::string_view pattern, std::string_view name);
+    static bool matchAnyMiddle(std::string_view pattern, std::string_view name);
 
     std::string m_pattern;
-    std::string_view head() const { return std::string_view(m_pattern).substr(0, m_nHead); }
-    std::string_view tail() const { return std::string_view(m_pattern).substr(m_nTail); }
-
-    std::size_t m_nHead = 0;  // Where the first star stands.
-    std::size_t m_nTail = 0;  // Behind the last star.
-    bool m_bStar = false;
+    std::size_t m_nHead;   // Where the first star stands, or the end.
+    std::size_t m_nTail;   // Behind the last star, or the end.
+    std::size_t m_nFixed;  // Length of what lies before and behind the stars.
+    bool m_bFirst;         // The first and the last character are literals.
+    bool m_bLast;
+    bool m_bStar;
+    bool m_bLineEnds;
 };
 
 }  // namespace vdx

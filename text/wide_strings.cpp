@@ -1,11 +1,27 @@
 // Wide strings under the names of the C library.
 #include <vdx/characters.h>
 
+#include <cstring>
+#include <limits>
+
+#include "text/wide_compare.h"
+
 namespace {
 
 // As unsigned numbers, so that it wraps instead of overflowing.
 int difference(wchar_t left, wchar_t right) {
     return static_cast<int>(static_cast<std::uint32_t>(left) - static_cast<std::uint32_t>(right));
+}
+
+wchar_t* copyUnits(wchar_t* pTarget, const wchar_t* pSource, std::size_t nUnits) {
+    std::memcpy(pTarget, pSource, nUnits * sizeof(wchar_t));
+    return pTarget;
+}
+
+// By the first units that differ or end both texts, by those at nLast at the latest.
+int compareUpTo(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) {
+    const std::size_t nPlace = vdx::findWideDisagreement(szLeft, szRight, nLast);
+    return difference(szLeft[nPlace], szRight[nPlace]);
 }
 
 bool equalFolded(wchar_t left, wchar_t right) {
@@ -19,25 +35,22 @@ extern "C" {
 
 VDX_API wchar_t* wcscpy(wchar_t* pTarget,
                         const wchar_t* szSource) noexcept(noexcept(wcscpy(pTarget, szSource))) {
-    wchar_t* pNext = pTarget;
-    while ((*pNext++ = *szSource++) != 0)
-        continue;
-    return pTarget;
+    // Short texts are done before two calls would be.
+    for (std::size_t i = 0; i < 12; ++i) {
+        if ((pTarget[i] = szSource[i]) == 0) return pTarget;
+    }
+    return copyUnits(pTarget, szSource, std::wcslen(szSource) + 1);
 }
 
 VDX_API wchar_t* wcscat(wchar_t* pTarget,
                         const wchar_t* szSource) noexcept(noexcept(wcscat(pTarget, szSource))) {
-    wcscpy(pTarget + std::wcslen(pTarget), szSource);
+    copyUnits(pTarget + std::wcslen(pTarget), szSource, std::wcslen(szSource) + 1);
     return pTarget;
 }
 
 VDX_API int wcscmp(const wchar_t* szLeft,
                    const wchar_t* szRight) noexcept(noexcept(wcscmp(szLeft, szRight))) {
-    while (*szLeft != 0 && *szLeft == *szRight) {
-        ++szLeft;
-        ++szRight;
-    }
-    return difference(*szLeft, *szRight);
+    return compareUpTo(szLeft, szRight, std::numeric_limits<std::size_t>::max());
 }
 
 VDX_API int wcscasecmp(const wchar_t* szLeft,
@@ -52,19 +65,13 @@ VDX_API int wcscasecmp(const wchar_t* szLeft,
 }  // extern "C"
 
 wchar_t* wcsncpy(wchar_t* pTarget, const wchar_t* szSource, int nCount) {
-    wchar_t* pNext = pTarget;
-    for (; nCount > 0 && *szSource != 0; --nCount)
-        *pNext++ = *szSource++;
-    *pNext = 0;
+    const std::size_t nLength = nCount > 0 ? ::wcsnlen(szSource, static_cast<std::size_t>(nCount)) : 0;
+    copyUnits(pTarget, szSource, nLength)[nLength] = 0;
     return pTarget;
 }
 
 int wcsncmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {
-    for (; nCount > 1 && *szLeft != 0 && *szLeft == *szRight; --nCount) {
-        ++szLeft;
-        ++szRight;
-    }
-    return difference(*szLeft, *szRight);
+    return compareUpTo(szLeft, szRight, nCount > 1 ? static_cast<std::size_t>(nCount) - 1 : 0);
 }
 
 int wcsncasecmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {

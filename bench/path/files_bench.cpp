@@ -99,9 +99,9 @@ void BM_Find_fts(benchmark::State& state) {
     }
 }
 
-BENCHMARK(BM_Find_vdx)->Unit(benchmark::kMillisecond)->MinTime(0.3);
-BENCHMARK(BM_Find_std)->Unit(benchmark::kMillisecond)->MinTime(0.3);
-BENCHMARK(BM_Find_fts)->Unit(benchmark::kMillisecond)->MinTime(0.3);
+BENCHMARK(BM_Find_vdx)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Find_std)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Find_fts)->Unit(benchmark::kMillisecond);
 VDX_FIGURE("vdxFindFile, 50,000 files, std::filesystem + fnmatch", "BM_Find_vdx", {"BM_Find_std"}, 2.0);
 VDX_FIGURE("vdxFindFile, 50,000 files, fts + fnmatch", "BM_Find_vdx", {"BM_Find_fts"}, 1.1);
 

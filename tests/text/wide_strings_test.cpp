@@ -1,12 +1,15 @@
 // Wide strings under the names of the C library.
 #include <vdx/characters.h>
 
+#include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/guarded_buffer.h"
+#include "text/wide_compare.h"
 
 namespace {
 
@@ -77,6 +80,28 @@ TEST(WideCompare, DifferencesAreUnsignedAndOfTheUnitsAsTheyStand) {
     EXPECT_EQ(wcscasecmp(L"\u00E9", L"\u00C9"), 0x20) << "only ASCII folds";
     EXPECT_EQ(wcsncmp(L"b", L"a", 0), 1) << "the first units are compared even then";
     EXPECT_EQ(wcsncmp(L"b", L"a", std::size_t{0}), 0) << "a size_t count is the C library's";
+}
+
+TEST(WideCompare, EveryWayAgreesAtEveryPlaceAndLimit) {
+    WideBuffer left(301);
+    WideBuffer right(301);
+    for (int i = 0; i <= 300; ++i)
+        left[i] = right[i] = L'x';
+    for (const vdx::wideAgreement pFind : vdx::getAllWideAgreements()) {
+        for (std::size_t nFrom = 0; nFrom <= 300; nFrom += 7) {
+            for (std::size_t nStop = nFrom; nStop <= 300; ++nStop) {
+                for (const wchar_t unit : {L'\0', L'y'}) {
+                    right[nStop] = unit;
+                    const std::size_t nEnd = nStop - nFrom;
+                    for (const std::size_t nLast : {nEnd / 2, nEnd, nEnd + 1, SIZE_MAX}) {
+                        ASSERT_EQ(pFind(left.data() + nFrom, right.data() + nFrom, nLast),
+                                  std::min(nEnd, nLast));
+                    }
+                    right[nStop] = L'x';
+                }
+            }
+        }
+    }
 }
 
 TEST(WideCopy, CopiesUpToTheGuardPageAtEveryLength) {
