@@ -17,7 +17,7 @@ foreach(target VDXLib vdx_internal)
   target_link_libraries(${target} PUBLIC Threads::Threads PRIVATE ${CMAKE_DL_LIBS})
   if(APPLE)
     target_link_libraries(${target} PRIVATE
-      "-framework CoreFoundation" "-framework IOKit" "-framework SystemConfiguration")
+      "-framework CoreFoundation" "-framework Foundation" "-framework IOKit" "-framework SystemConfiguration")
   endif()
 endforeach()
 target_include_directories(vdx_internal PUBLIC

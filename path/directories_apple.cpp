@@ -51,7 +51,8 @@ void log(CFStringRef format, const std::string& text) {
 std::string executableName() {
     CFBundleRef bundle = CFBundleGetMainBundle();
     if (!bundle) return {};
-    return toText(static_cast<CFStringRef>(CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("CFBundleExecutable"))));
+    return toText(
+        static_cast<CFStringRef>(CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("CFBundleExecutable"))));
 }
 
 }  // namespace
@@ -65,7 +66,8 @@ std::string getAppDocumentsPath() {
 std::string getApplicationSupportPath() {
     const std::string name = executableName();
     log(CFSTR("applicationExecutableName:%@"), name);
-    const std::string path = pathAppend(userDirectory(SYSDIR_DIRECTORY_APPLICATION_SUPPORT, Choice::First), name);
+    const std::string path =
+        pathAppend(userDirectory(SYSDIR_DIRECTORY_APPLICATION_SUPPORT, Choice::First), name);
     log(CFSTR("App Application Support Path:%@"), path);
     return path;
 }
