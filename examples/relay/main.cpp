@@ -1,14 +1,19 @@
 // The relay: a small product on top of the library, and a tour through it.
 //
-// It finds its root and folders, looks through real files, writes rotating logs, and
-// ends with a table of what happened. The exit status is 0 when every figure is right.
+// It finds its root and folders, loads its configuration, looks through real files,
+// writes rotating logs, serves length-prefixed packets over TCP to several clients that
+// send tone frames and XML requests, watches the network meanwhile, and ends with a
+// table of what happened. The exit status is 0 when every figure is right.
 #include <vdx/vdx.h>
 
 #include "folders.h"
 #include "logbook.h"
 #include "options.h"
 #include "report.h"
+#include "rounds.h"
+#include "settings.h"
 #include "survey.h"
+#include "watch.h"
 
 int main(int argc, char** argv) {
     Options options;
@@ -18,12 +23,18 @@ int main(int argc, char** argv) {
         return 0;
     }
     Folders folders;
-    if (!openFolders(options, folders)) return 1;
-
-    vdxModuleTrace(6, "M:Relay", "libVDXLib %s, root %s", __szVersion_VER_VDX_LIB, folders.root.c_str());
+    Settings settings;
     Report report;
     report.show("started", chTime::getSystemTime().Format("%Y-%m-%d %H:%M:%S UTC"));
+    if (!openFolders(options, folders) || !loadSettings(folders, settings, report)) return 1;
+    vdxModuleTrace(6, "M:Relay", "libVDXLib %s, root %s", __szVersion_VER_VDX_LIB, folders.root.c_str());
+
     runSurvey(options, report);
     runLogbook(folders, report);
+    {
+        const NetworkWatch watch;
+        runRounds(options, settings, report);
+        report.show("reports on the network", watch.reports());
+    }
     return report.print() ? 0 : 1;
 }
