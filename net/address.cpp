@@ -63,7 +63,7 @@ void chInAddr::clear() {
 
 bool chInAddr::fromString(const std::string& text) {
     in_addr v4;
-    if (vdx::net::parseLooseIPv4(text, v4)) {
+    if (vdx::net::parseStrictIPv4(text, v4) || vdx::net::parseLooseIPv4(text, v4)) {
         *this = v4;
         return true;
     }

@@ -41,6 +41,25 @@ bool readLooseNumber(const char*& p, const char* pEnd, unsigned& nValue, bool& b
     return true;
 }
 
+unsigned digitAt(const char* p) {
+    return static_cast<unsigned>(*p - '0');
+}  // Above 9: no digit.
+
+// Reads one to three digits without a leading zero; below 256. The text's final zero
+// byte ends it.
+inline bool readPlainNumber(const char*& p, unsigned& nValue) {
+    nValue = digitAt(p++);
+    if (nValue > 9) return false;
+    for (int i = 0; i < 2; ++i) {
+        const unsigned nDigit = digitAt(p);
+        if (nDigit > 9) return true;
+        if (nValue == 0) return false;
+        nValue = nValue * 10 + nDigit;
+        ++p;
+    }
+    return nValue <= 255;
+}
+
 in_addr fromNumbers(const unsigned (&numbers)[4]) {
     in_addr address;
     address.s_addr = htonl(numbers[0] << 24 | numbers[1] << 16 | numbers[2] << 8 | numbers[3]);
@@ -91,20 +110,14 @@ bool parseLooseIPv4(std::string_view text, in_addr& out) {
     return true;
 }
 
-bool parseStrictIPv4(std::string_view text, in_addr& out) {
-    const char* p = text.data();
-    const char* const pEnd = p + text.size();
+bool parseStrictIPv4(const std::string& text, in_addr& out) {
+    const char* p = text.c_str();
     unsigned numbers[4];
-    for (int i = 0; i < 4; ++i) {
-        if (i > 0 && (p == pEnd || *p++ != '.')) return false;
-        const char* pDigits = p;
-        unsigned nValue = 0;
-        for (; p != pEnd && isDigit(*p) && p - pDigits < 3; ++p)
-            nValue = nValue * 10 + static_cast<unsigned>(*p - '0');
-        if (p == pDigits || nValue > 255 || (*pDigits == '0' && p - pDigits > 1)) return false;
-        numbers[i] = nValue;
+    if (!readPlainNumber(p, numbers[0]) || *p++ != '.' || !readPlainNumber(p, numbers[1]) || *p++ != '.' ||
+        !readPlainNumber(p, numbers[2]) || *p++ != '.' || !readPlainNumber(p, numbers[3])) {
+        return false;
     }
-    if (p != pEnd) return false;
+    if (p != text.c_str() + text.size()) return false;
     out = fromNumbers(numbers);
     return true;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <netinet/in.h>
+#include <string>
 #include <string_view>
 
 namespace vdx::net {
@@ -14,7 +15,7 @@ constexpr int kIPv4TextSize = 16;
 bool parseLooseIPv4(std::string_view text, in_addr& out);
 
 // Four decimal numbers up to 255, without leading zeros, and nothing else.
-bool parseStrictIPv4(std::string_view text, in_addr& out);
+bool parseStrictIPv4(const std::string& text, in_addr& out);
 
 // Writes the dotted text without a zero byte; returns its length (7 to 15).
 int printIPv4(const in_addr& address, char (&szOut)[kIPv4TextSize]);

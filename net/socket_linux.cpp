@@ -25,6 +25,14 @@ int acceptSocket(int nFd, sockaddr* pAddress, socklen_t* pLength) {
     return accept4(nFd, pAddress, pLength, SOCK_CLOEXEC);
 }
 
+int openStreamSocket(int nDomain) {
+    return openSocket(nDomain, SOCK_STREAM | SOCK_NONBLOCK, 0);
+}
+
+int acceptStream(int nFd, sockaddr* pAddress, socklen_t* pLength) {
+    return accept4(nFd, pAddress, pLength, SOCK_CLOEXEC | SOCK_NONBLOCK);
+}
+
 int openLinkSocket(const char* szInterface) {
     const unsigned nIndex = if_nametoindex(szInterface);
     if (nIndex == 0) return -1;

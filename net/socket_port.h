@@ -13,6 +13,10 @@ void setFamily(sockaddr* pAddress, int nFamily);
 int openSocket(int nDomain, int nType, int nProtocol);
 int acceptSocket(int nFd, sockaddr* pAddress, socklen_t* pLength);
 
+// The same, non-blocking from the start.
+int openStreamSocket(int nDomain);
+int acceptStream(int nFd, sockaddr* pAddress, socklen_t* pLength);
+
 // Flags that each send carries so that a closed peer is an error, not a signal; those
 // of chSocketTCP.
 extern const int kSendFlags;

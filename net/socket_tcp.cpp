@@ -55,8 +55,8 @@ chSocketTCP::~chSocketTCP() {
 // --- Making and ending ------------------------------------------------------
 
 bool chSocketTCP::CreateSocket(int nDomain) {
-    if (!chSocket::CreateSocket(nDomain, SOCK_STREAM, 0)) return false;
-    return sockSetBlocking(fd(), false);
+    DestroySocket();
+    return adopt(vdx::net::openStreamSocket(nDomain));
 }
 
 bool chSocketTCP::CreateSocket(const chSocketAddr& local) {
@@ -139,15 +139,15 @@ bool chSocketTCPServer::SocketListen(int nBacklog) {
 
 bool chSocketTCPServer::AcceptOnSocket(chSocketTCP& client, chSocketAddr* pPeer, int nTimeout) {
     if (vdx::net::waitFor(fd(), POLLIN, nTimeout) < 1) return false;
-    int nLength =
-        pPeer != nullptr && pPeer->family() == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
-    const int nFd = pPeer != nullptr ? sockAccept(fd(), pPeer->toSocketAddr(), &nLength)
-                                     : sockAccept(fd(), nullptr, nullptr);
+    const bool bLong = pPeer != nullptr && pPeer->family() == AF_INET6;
+    socklen_t nLength = bLong ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+    const int nFd = pPeer != nullptr ? vdx::net::acceptStream(fd(), pPeer->toSocketAddr(), &nLength)
+                                     : vdx::net::acceptStream(fd(), nullptr, nullptr);
     if (nFd < 0) return false;
     client.adopt(nFd);
     client.m_received.clear();
     client.m_bConnected = true;
-    return sockSetBlocking(nFd, false);
+    return true;
 }
 
 // --- Sending ----------------------------------------------------------------

@@ -60,9 +60,8 @@ int chSocketTCP::receiveInto(void* pOut, std::size_t nBytes, vdx::net::WaitLimit
             if (nCount == 0 || (!isNothingThere() && errno != EINTR)) break;
         }
         bTry = true;
-        const int nLeft = limit.left();
-        if (nLeft == 0) return 0;
-        const int nReady = vdx::net::waitFor(fd(), POLLIN, nLeft);
+        if (!limit.mayWait()) return 0;
+        const int nReady = vdx::net::waitFor(fd(), POLLIN, limit);
         if (nReady == 0) return 0;
         if (nReady < 0) break;
     }

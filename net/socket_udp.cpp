@@ -63,9 +63,8 @@ int chSocketUDP::receiveDatagram(int nTimeout) {
         if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) return -1;
         // A signal, a socket that somebody made non-blocking, or a limit that the system
         // rounded down: wait for what is left.
-        const int nLeft = limit.left();
-        if (nLeft == 0) return 0;
-        const int nReady = vdx::net::waitFor(fd(), POLLIN, nLeft);
+        if (!limit.mayWait()) return 0;
+        const int nReady = vdx::net::waitFor(fd(), POLLIN, limit);
         if (nReady < 1) return nReady;
         nFlags = MSG_DONTWAIT;
     }

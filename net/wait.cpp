@@ -23,22 +23,27 @@ int WaitLimit::left() {
     return static_cast<int>(m_nEnd - std::min(nNow, m_nEnd));
 }
 
-int waitFor(int nFd, short nEvents, int nTimeout) {
-    if (!canWaitFor(nFd) || nTimeout < -1) {
-        errno = nTimeout < -1 ? EINVAL : EBADF;
-        return -1;
-    }
+int waitFor(int nFd, short nEvents, WaitLimit& limit) {
     pollfd item{nFd, nEvents, 0};
-    WaitLimit limit(nTimeout);
     int nResult;
     do {
-        nResult = poll(&item, 1, limit.left());
+        const int nLeft = limit.left();
+        if (!canWaitFor(nFd) || nLeft < -1) {
+            errno = nLeft < -1 ? EINVAL : EBADF;
+            return -1;
+        }
+        nResult = poll(&item, 1, nLeft);
     } while (nResult < 0 && errno == EINTR);
     if (nResult == 1 && (item.revents & POLLNVAL) != 0) {
         errno = EBADF;
         return -1;
     }
     return nResult;
+}
+
+int waitFor(int nFd, short nEvents, int nTimeout) {
+    WaitLimit limit(nTimeout);
+    return waitFor(nFd, nEvents, limit);
 }
 
 }  // namespace vdx::net

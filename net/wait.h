@@ -10,10 +10,6 @@ namespace vdx::net {
 // could wait for larger ones by poll, but the interface promises one limit for all.
 bool canWaitFor(int nFd);
 
-// Waits for events (POLLIN or POLLOUT) of one descriptor, its end and errors included.
-// 1, 0 after the time limit, -1 and errno. -1: no limit. A signal does not end it.
-int waitFor(int nFd, short nEvents, int nTimeout);
-
 // A time limit for a call that may wait several times. The clock is first read when
 // the first wait begins: calls that need not wait do not pay for it.
 class WaitLimit {
@@ -33,5 +29,10 @@ private:
     int m_nTimeout;
     std::uint64_t m_nEnd = 0;  // On the boot clock; 0: not started.
 };
+
+// Waits for events (POLLIN or POLLOUT) of one descriptor, its end and errors included.
+// 1, 0 after the time limit, -1 and errno. A signal does not end it.
+int waitFor(int nFd, short nEvents, WaitLimit& limit);
+int waitFor(int nFd, short nEvents, int nTimeout);
 
 }  // namespace vdx::net

@@ -18,6 +18,11 @@ int prepare(int nFd) {
     return nFd;
 }
 
+int unblocked(int nFd) {
+    if (nFd >= 0) fcntl(nFd, F_SETFL, O_NONBLOCK);
+    return nFd;
+}
+
 }  // namespace
 
 // The option on each socket does it; no flag is needed.
@@ -39,6 +44,14 @@ int openSocket(int nDomain, int nType, int nProtocol) {
 
 int acceptSocket(int nFd, sockaddr* pAddress, socklen_t* pLength) {
     return prepare(accept(nFd, pAddress, pLength));
+}
+
+int openStreamSocket(int nDomain) {
+    return unblocked(openSocket(nDomain, SOCK_STREAM, 0));
+}
+
+int acceptStream(int nFd, sockaddr* pAddress, socklen_t* pLength) {
+    return unblocked(acceptSocket(nFd, pAddress, pLength));
 }
 
 int openLinkSocket(const char*) {
