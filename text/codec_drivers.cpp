@@ -166,20 +166,22 @@ void readPiece(READER& reader, const char* p, const char* pEnd) {
 
 template <typename READER>
 std::vector<unsigned char> decode(READER reader, std::string_view strText) {
-    std::vector<unsigned char> bytes;
-    if (strText.empty()) return bytes;
     // At most 3 bytes for 4 characters, what was pending before the piece, and the slack.
     std::uint8_t aPiece[s_nPieceText / 4 * 3 + 4 + s_nCodecSlack];
-    bytes.reserve(READER::mostBytes(strText.size()));
-    while (!strText.empty() && !reader.isEnded()) {
+    const std::size_t nMost = READER::mostBytes(strText.size());
+    std::vector<unsigned char> bytes;
+    for (;;) {
         const std::string_view strPiece = strText.substr(0, s_nPieceText);
         strText.remove_prefix(strPiece.size());
         reader.m_pOut = aPiece;
         readPiece(reader, strPiece.data(), strPiece.data() + strPiece.size());
-        if (strText.empty() || reader.isEnded()) reader.finish();
+        const bool bLast = strText.empty() || reader.isEnded();
+        if (bLast) reader.finish();
+        if (bLast && bytes.empty()) return {aPiece, reader.m_pOut};
+        if (bytes.empty()) bytes.reserve(nMost);
         bytes.insert(bytes.end(), aPiece, reader.m_pOut);
+        if (bLast) return bytes;
     }
-    return bytes;
 }
 
 }  // namespace

@@ -14,8 +14,8 @@ inline constexpr std::size_t s_nCodecSlack = 32;
 //
 // Encoders write the whole text of n bytes, and nothing beyond it. Decoders take clean text only: they
 // decode from the start of the text while it stays in their clean form, in whole groups, and return the
-// characters taken, which may be fewer than are clean (none at all, for a set without vectors). The
-// caller handles the rest character by character, and may come back behind it.
+// characters taken, which may be fewer than are clean. The caller handles the rest character by character,
+// and may come back behind it.
 struct codecKernels {
     const char* szName;
 

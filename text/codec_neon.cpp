@@ -96,7 +96,7 @@ std::size_t decodeBase16(const char* pText, std::size_t n, std::uint8_t* pOut) {
         if (!isClean(vmaxq_u8(high, low))) break;
         store(pOut, vorrq_u8(vshlq_n_u8(high, 4), low));
     }
-    return i;
+    return i + portableDecodeBase16(pText + i, n - i, pOut);
 }
 
 std::size_t decodeSpaced(const char* pText, std::size_t n, std::uint8_t* pOut) {
@@ -109,7 +109,7 @@ std::size_t decodeSpaced(const char* pText, std::size_t n, std::uint8_t* pOut) {
         if (!bSeparated || !isClean(vmaxq_u8(high, low))) break;
         store(pOut, vorrq_u8(vshlq_n_u8(high, 4), low));
     }
-    return i;
+    return i + portableDecodeSpaced(pText + i, n - i, pOut);
 }
 
 // One bit in 4 for each character that belongs to the alphabet.
@@ -140,7 +140,7 @@ std::size_t decodeBase64(const char* pText, std::size_t n, std::uint8_t* pOut) {
         if (nClean != ~std::uint64_t{0})
             return i + static_cast<std::size_t>(std::countr_one(nClean)) / 16 * 4;
     }
-    return i;
+    return i + portableDecodeBase64(pText + i, n - i, pOut);
 }
 
 }  // namespace

@@ -15,11 +15,6 @@ char base64Digit(unsigned nValue) {
     return s_strBase64Digits[nValue & 63u];
 }
 
-// The vector sets take clean text in blocks; without vectors nothing is gained over the caller's loop.
-std::size_t decodeNothing(const char*, std::size_t, std::uint8_t*) {
-    return 0;
-}
-
 }  // namespace
 
 void portableEncodeBase16(const std::uint8_t* pIn, std::size_t n, char* pOut) {
@@ -53,8 +48,43 @@ void portableEncodeBase64(const std::uint8_t* pIn, std::size_t n, char* pOut) {
     *pOut++ = '=';
 }
 
+// In the decoders, s_nForeign shows in the values joined by "or".
+
+std::size_t portableDecodeBase16(const char* pText, std::size_t n, std::uint8_t* pOut) {
+    std::size_t i = 0;
+    for (; n - i >= 2; i += 2) {
+        const unsigned nHigh = base16Value(pText[i]), nLow = base16Value(pText[i + 1]);
+        if ((nHigh | nLow) > 15) break;
+        *pOut++ = static_cast<std::uint8_t>(nHigh << 4 | nLow);
+    }
+    return i;
+}
+
+std::size_t portableDecodeSpaced(const char* pText, std::size_t n, std::uint8_t* pOut) {
+    std::size_t i = 0;
+    for (; n - i >= 3; i += 3) {
+        const unsigned nHigh = base16Value(pText[i]), nLow = base16Value(pText[i + 1]);
+        if ((nHigh | nLow) > 15 || base16Value(pText[i + 2]) != s_nForeign) break;
+        *pOut++ = static_cast<std::uint8_t>(nHigh << 4 | nLow);
+    }
+    return i;
+}
+
+std::size_t portableDecodeBase64(const char* pText, std::size_t n, std::uint8_t* pOut) {
+    std::size_t i = 0;
+    for (; n - i >= 4; i += 4) {
+        const unsigned a = base64Value(pText[i]), b = base64Value(pText[i + 1]);
+        const unsigned c = base64Value(pText[i + 2]), d = base64Value(pText[i + 3]);
+        if ((a | b | c | d) > 63) break;
+        *pOut++ = static_cast<std::uint8_t>(a << 2 | b >> 4);
+        *pOut++ = static_cast<std::uint8_t>(b << 4 | c >> 2);
+        *pOut++ = static_cast<std::uint8_t>(c << 6 | d);
+    }
+    return i;
+}
+
 const codecKernels portableCodecKernels = {"portable",           portableEncodeBase16, portableEncodeSpaced,
-                                           portableEncodeBase64, decodeNothing,        decodeNothing,
-                                           decodeNothing};
+                                           portableEncodeBase64, portableDecodeBase16, portableDecodeSpaced,
+                                           portableDecodeBase64};
 
 }  // namespace vdx

@@ -110,9 +110,10 @@ VDX_TARGET std::size_t decodeBase16(const char* pText, std::size_t n, std::uint8
         if (foreignBits(values) == 0) {
             _mm_storel_epi64(reinterpret_cast<__m128i*>(pOut), joinValues(values, values));
             i += 16;
+            pOut += 8;
         }
     }
-    return i;
+    return i + portableDecodeBase16(pText + i, n - i, pOut);
 }
 
 VDX_TARGET std::size_t decodeSpaced(const char* pText, std::size_t n, std::uint8_t* pOut) {
@@ -130,7 +131,7 @@ VDX_TARGET std::size_t decodeSpaced(const char* pText, std::size_t n, std::uint8
             _mm_or_si128(_mm_shuffle_epi8(v1, load(s_gather11)), _mm_shuffle_epi8(v2, load(s_gather12)));
         store(pOut, joinValues(first, second));
     }
-    return i;
+    return i + portableDecodeSpaced(pText + i, n - i, pOut);
 }
 
 VDX_TARGET std::size_t decodeBase64(const char* pText, std::size_t n, std::uint8_t* pOut) {
@@ -150,7 +151,7 @@ VDX_TARGET std::size_t decodeBase64(const char* pText, std::size_t n, std::uint8
         const auto nClean = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(foreign, all(0))));
         if (nClean != 0xFFFFu) return i + static_cast<std::size_t>(std::countr_one(nClean)) / 4 * 4;
     }
-    return i;
+    return i + portableDecodeBase64(pText + i, n - i, pOut);
 }
 
 }  // namespace
