@@ -36,6 +36,14 @@ void fillPadding(unsigned char* pPadding, std::size_t n, PaddingMode mode) {
     if (mode == PaddingISO10126 || mode == PaddingANSIX923) pPadding[n - 1] = nLast;
 }
 
+// What is left of the data after its whole blocks, and the padding. Not inlined: aligned data
+// should not pay for its registers.
+[[gnu::noinline]] void makeLastBlock(const unsigned char* data, std::size_t nTail, PaddingMode mode,
+                                     unsigned char* last) {
+    if (nTail > 0) std::memcpy(last, data, nTail);
+    fillPadding(last + nTail, kAesBlock - nTail, mode);
+}
+
 // Bytes that are not to go through a cipher.
 struct Plain {
     const unsigned char* data = nullptr;
@@ -115,8 +123,7 @@ std::vector<unsigned char> aesEncrypt::Encrypt(const unsigned char* data, int le
     const std::size_t nLast = paddedSize(nSize, kAesBlock, mode) - nWhole;
     if (nLast == 0) return runBlocks<aesEncryptBlocks>(m_schedule, m_nScheduleLength, data, nWhole, {});
     unsigned char last[kAesBlock];
-    if (nTail > 0) std::memcpy(last, data + nWhole, nTail);
-    fillPadding(last + nTail, kAesBlock - nTail, mode);
+    makeLastBlock(data + nWhole, nTail, mode, last);
     aesEncryptBlocks(m_schedule, m_nScheduleLength, last, last, 1);
     return runBlocks<aesEncryptBlocks>(m_schedule, m_nScheduleLength, data, nWhole, {last, nLast});
 }
