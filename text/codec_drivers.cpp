@@ -165,7 +165,8 @@ void readPiece(READER& reader, const char* p, const char* pEnd) {
 }
 
 template <typename READER>
-std::vector<unsigned char> decode(READER reader, std::string_view strText) {
+std::vector<unsigned char> decode(const codecKernels& kernels, std::string_view strText) {
+    READER reader(kernels);
     // At most 3 bytes for 4 characters, what was pending before the piece, and the slack.
     std::uint8_t aPiece[s_nPieceText / 4 * 3 + 4 + s_nCodecSlack];
     const std::size_t nMost = READER::mostBytes(strText.size());
@@ -202,15 +203,15 @@ std::string codecBin2Base64(const codecKernels& kernels, const void* pData, int 
 }
 
 std::vector<unsigned char> codecText2Bin(const codecKernels& kernels, std::string_view strText) {
-    return decode(separatedReader(kernels), strText);
+    return decode<separatedReader>(kernels, strText);
 }
 
 std::vector<unsigned char> codecBase162Bin(const codecKernels& kernels, std::string_view strText) {
-    return decode(packedReader(kernels), strText);
+    return decode<packedReader>(kernels, strText);
 }
 
 std::vector<unsigned char> codecBase642Bin(const codecKernels& kernels, std::string_view strText) {
-    return decode(base64Reader(kernels), strText);
+    return decode<base64Reader>(kernels, strText);
 }
 
 bool codecFetchBase16(const codecKernels& kernels, std::string_view strText, void* pOut, int nLength) {
