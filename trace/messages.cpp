@@ -4,6 +4,7 @@
 #include <cstdarg>
 
 #include <vdx/platform.h>
+#include <vdx/stack_trace.h>
 #include <vdx/time.h>
 
 #include "base/errno_saver.h"
@@ -14,18 +15,6 @@ namespace {
 
 constexpr int LEVEL_DEBUG = 7;
 constexpr int LEVEL_OBJECT = 9;
-
-void traceFormatted(const char* szModule, const char* szFormat, va_list args)
-    __attribute__((format(printf, 2, 0)));
-void traceFormatted(const char* szModule, const char* szFormat, va_list args) {
-    const vdx::ErrnoSaver saver;
-    vdx::traceText(szModule, qv::format_string_v(szFormat, args));
-}
-
-void traceFinished(const char* szModule, const std::string& text) {
-    const vdx::ErrnoSaver saver;
-    vdx::traceText(szModule, text);
-}
 
 std::string messageLine(const char* szTag, const char* szFile, int nLine, const char* szFormat, va_list args)
     __attribute__((format(printf, 4, 0)));
@@ -45,36 +34,36 @@ void vdxTrace(int nLevel, const char* szFormat, ...) {
     if (!vdx::traceLevelPasses(nLevel)) return;
     va_list args;
     va_start(args, szFormat);
-    traceFormatted(nullptr, szFormat, args);
+    vdx::traceFormatted(nullptr, szFormat, args);
     va_end(args);
 }
 
 void vdxTrace(int nLevel, const std::string& text) {
-    if (vdx::traceLevelPasses(nLevel)) traceFinished(nullptr, text);
+    if (vdx::traceLevelPasses(nLevel)) vdx::traceText(nullptr, text);
 }
 
 void vdxModuleTrace(int nLevel, const char* szModule, const char* szFormat, ...) {
     if (!vdx::traceLevelPasses(nLevel)) return;
     va_list args;
     va_start(args, szFormat);
-    traceFormatted(szModule, szFormat, args);
+    vdx::traceFormatted(szModule, szFormat, args);
     va_end(args);
 }
 
 void vdxModuleTrace(int nLevel, const char* szModule, const std::string& text) {
-    if (vdx::traceLevelPasses(nLevel)) traceFinished(szModule, text);
+    if (vdx::traceLevelPasses(nLevel)) vdx::traceText(szModule, text);
 }
 
 void tracePrintf(const char* szFormat, ...) {
     if (!vdx::traceLevelPasses(LEVEL_DEBUG)) return;
     va_list args;
     va_start(args, szFormat);
-    traceFormatted(nullptr, szFormat, args);
+    vdx::traceFormatted(nullptr, szFormat, args);
     va_end(args);
 }
 
 void vdxTraceObject(const std::string& name, const std::string& value) {
-    if (vdx::traceLevelPasses(LEVEL_OBJECT)) traceFinished(nullptr, name + " = \"" + value + '"');
+    if (vdx::traceLevelPasses(LEVEL_OBJECT)) vdx::traceText(nullptr, name + " = \"" + value + '"');
 }
 
 // The precision asks for at least eight digits; the C standard leaves it open for
@@ -96,12 +85,13 @@ void vdxWarningMessage(const char* szFile, int nLine, const char* szFormat, ...)
     vdx::traceConsoleCopy(line);
 }
 
-void vdxErrorMessage(const char* szFile, int nLine, const char* szFormat, ...) {
+[[gnu::noinline]] void vdxErrorMessage(const char* szFile, int nLine, const char* szFormat, ...) {
     va_list args;
     va_start(args, szFormat);
     const std::string line = messageLine("E:", szFile, nLine, szFormat, args);
     va_end(args);
     consoleWriteString(true, line);
+    consoleWriteString(true, vdxReadStack(-1));
     vdx::traceConsoleCopy(line);
     vdxAbort();
 }

@@ -33,7 +33,9 @@
 #include <vdx/socket.h>
 #include <vdx/sync.h>
 #include <vdx/time.h>
+#include <vdx/stack_trace.h>
 #include <vdx/trace.h>
+#include <vdx/trace_helper.h>
 #include <vdx/warnings.h>
 #include <vdx/words.h>
 #include <vdx/xml.h>

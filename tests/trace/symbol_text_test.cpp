@@ -1,0 +1,77 @@
+// The call stack as text.
+#include <vdx/stack_trace.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+
+#include <gtest/gtest.h>
+#include <vdx/node_alloc.h>
+#include <vdx/trace.h>
+
+#include "support/child.h"
+#include "trace/symbol_text.h"
+
+TEST(demangleFrame, KnowsTheFormsOfThePlatforms) {
+    const struct {
+        std::string text, expected;
+    } rows[] = {
+        {"0   app   0x0001 _ZN2ns3funEi + 42", "0   app   0x0001: ns::fun(int) + 42"},
+        {"  3 lib.dylib 0x12 main + 4", "3 lib.dylib 0x12: main + 4"},
+        {"./app(_ZN2ns3funEi+0x2a) [0x5566]", "./app(ns::fun(int)+0x2a) [0x5566]"},
+        {"./app(_Znot_mangled+0x2a) [0x5566]", "./app(_Znot_mangled+0x2a) [0x5566]"},
+        {"./app(main+0x2a) [0x5566]", "./app(main+0x2a) [0x5566]"},
+        {"./app(+0x1132) [0x5566]", "./app(+0x1132) [0x5566]"},
+        {"./app(_ZN2ns3funEi", "./app(_ZN2ns3funEi"},
+        {"a b c d", "a b c d"},
+        {"a b c _Z1fv ", "a b c: f() "},
+        {"   ", ""},
+        {"", ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(vdx::demangleFrame(row.text), row.expected) << row.text;
+    EXPECT_EQ(vdx::demangleFrame("1 app 0x1 " + std::string(5000, 's') + " + 4").size(), 1023u);
+}
+
+namespace {
+
+// Not inlined, and not turned into jumps.
+[[gnu::noinline]] std::string deeper(int n, int nDepth) {
+    std::string text = n == 0 ? vdxReadStack(nDepth) : deeper(n - 1, nDepth);
+    asm volatile("" ::: "memory");
+    return text;
+}
+
+std::ptrdiff_t linesIn(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
+
+}  // namespace
+
+TEST(vdxReadStack, CountsFromTheCaller) {
+    for (const int nDepth : {0, 1})
+        EXPECT_EQ(vdxReadStack(nDepth), "");
+    EXPECT_EQ(linesIn(vdxReadStack(2)), 1);
+    EXPECT_EQ(linesIn(deeper(10, 6)), 5);
+    EXPECT_EQ(linesIn(deeper(20, -1)), linesIn(deeper(0, -1)) + 20);
+    EXPECT_EQ(linesIn(deeper(1000, -1)), 255);
+    EXPECT_EQ(vdxReadStack(-1).find("vdxReadStack"), std::string::npos);
+
+    const auto before = dymicAllocHelper::getInstance()->getCounts();
+    deeper(300, -1);
+    const auto after = dymicAllocHelper::getInstance()->getCounts();
+    EXPECT_EQ(after.nAlloc - before.nAlloc, 1u);
+    EXPECT_EQ(after.nFree - before.nFree, 1u);
+}
+
+TEST(vdxReadStack, DumpAndErrorMessageWriteIt) {
+    auto result = vdxtest::runInChild([] {
+        vdxDumpStack(4);
+        return 0;
+    });
+    EXPECT_EQ(linesIn(result.err), 3);
+    EXPECT_NE(result.err.find("[0x"), std::string::npos);
+    result = vdxtest::runInChild([]() -> int { vdxErrorMessage("f.cpp", 1, "fatal"); });
+    EXPECT_EQ(result.signal(), SIGABRT);
+    EXPECT_GT(linesIn(result.err), 4);
+}
