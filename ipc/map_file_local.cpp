@@ -1,6 +1,5 @@
 // Blocks shared by name within the process.
 #include <vdx/map_file.h>
-#include <vdx/node_alloc.h>
 
 #include "ipc/named_table.h"
 
@@ -9,6 +8,7 @@ struct chMapFile_Local::Entry : vdx::NamedEntry {
     void* pData = nullptr;
 };
 
+// The counters of the heap exist already: this object's base made them, outside of the lock.
 void* chMapFile_Local::OpenMapFile(const std::string& name, int nSize) {
     CloseMapFile();
     const chReentrantGuard guard(vdx::namedObjectsLock());

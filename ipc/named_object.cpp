@@ -67,10 +67,11 @@ basePoolAlloc& chNamedObjectManager::pool() {
 // The record of that name, or null and the node before which it would stand. A step passes the names that
 // are greater: the list descends.
 chNamedObjectManager::Record* chNamedObjectManager::find(std::string_view name, list_chain_offset** ppPlace) {
-    list_chain_offset* pNode = m_head.get_next();
-    for (; pNode != &m_head; pNode = pNode->get_next()) {
+    const vdx::TextKey key(name);
+    list_chain_offset* pNode = m_head.next_in_list();
+    for (; pNode != &m_head; pNode = pNode->next_in_list()) {
         Record* pRecord = Record::ofNode(pNode);
-        const int nOrder = vdx::compareTexts(name, pRecord->name.view());
+        const int nOrder = key.compare(pRecord->name.view());
         if (nOrder == 0) return pRecord;
         if (nOrder > 0) break;
     }

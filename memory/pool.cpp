@@ -19,6 +19,21 @@ std::int64_t roundedNeed(int n) {
     return (std::int64_t{std::max(n, nSmallestData)} + 3) & ~std::int64_t{3};
 }
 
+// Adds the free cell on the right, which leaves the list.
+void join(pool_chain* pCell, pool_chain* pRight) {
+    pRight->get_pNode()->unlink();
+    pCell->set_iOffsetRightCell(pCell->get_iOffsetRightCell() + pRight->get_iOffsetRightCell());
+}
+
+// Cuts off what follows nNeed bytes of data: a free cell, which is not in the list yet.
+pool_chain* split(pool_chain* pCell, int nNeed) {
+    auto* pRest = reinterpret_cast<pool_chain*>(static_cast<unsigned char*>(pCell->get_pData()) + nNeed);
+    const unsigned long long nWidth = static_cast<unsigned>(nNeed) + sizeof(pool_chain);
+    pRest->init_cell(pCell->get_iOffsetRightCell() - nWidth, true);
+    pCell->set_iOffsetRightCell(nWidth);
+    return pRest;
+}
+
 }  // namespace
 
 bool basePoolAlloc::init_pool(void* pBlock, int nSize) {
@@ -28,8 +43,7 @@ bool basePoolAlloc::init_pool(void* pBlock, int nSize) {
     m_free.reset();
     if (nSize < nSmallestRest) return true;
     pool_chain* pCell = begin_cell();
-    pCell->set_cell_free(true);
-    pCell->set_pRight(end_cell());
+    pCell->init_cell(static_cast<unsigned>(nSize), true);
     pCell->get_pNode()->link_before(&m_free);
     return true;
 }
@@ -62,13 +76,20 @@ bool basePoolAlloc::is_valid_cell(pool_chain* pCell) const {
 }
 
 void* basePoolAlloc::alloc(int n) {
-    pool_chain* pCell = find_big_enough_cell(n);
+    const std::int64_t nNeed = roundedNeed(n);
+    pool_chain* pCell = find_cell(nNeed);
     if (pCell == nullptr) {
         dump_pool();
         return nullptr;
     }
+    // The rest of a split takes the cell's place in the list.
+    list_chain_offset* pNode = pCell->get_pNode();
+    if (pCell->get_nPoolSize() > nNeed + nSmallestRest) {
+        pNode->replace_by(split(pCell, static_cast<int>(nNeed))->get_pNode());
+    } else {
+        pNode->unlink();
+    }
     pCell->set_cell_free(false);
-    pCell->get_pNode()->unlink();
     return pCell->get_pData();
 }
 
@@ -91,19 +112,30 @@ void* basePoolAlloc::realloc(void* p, int n) {
     return p;
 }
 
-pool_chain* basePoolAlloc::find_big_enough_cell(int n) {
-    const std::int64_t nNeed = roundedNeed(n);
-    for (list_chain_offset* pNode = m_free.get_next(); pNode != &m_free; pNode = pNode->get_next()) {
+// The first free cell of that size, joined with its neighbours as far as needed. The neighbour of a free
+// cell is free exactly when it is the next one in the list: so no used cell is touched on the way.
+pool_chain* basePoolAlloc::find_cell(std::int64_t nNeed) {
+    for (list_chain_offset* pNode = m_free.next_in_list(); pNode != &m_free; pNode = pNode->next_in_list()) {
         pool_chain* pCell = pool_chain::get_pCell(pNode);
-        while (pCell->get_nPoolSize() < nNeed) {
-            if (!try_join_right_cell(pCell)) break;
+        if (pCell->get_nPoolSize() >= nNeed) return pCell;
+        for (;;) {
+            pool_chain* pRight = pCell->get_pRight();
+            list_chain_offset* pNext = pNode->next_in_list();
+            if (pNext != pRight->get_pNode() || pNext == &m_free) break;
+            join(pCell, pRight);
+            if (pCell->get_nPoolSize() >= nNeed) return pCell;
         }
-        const int nSize = pCell->get_nPoolSize();
-        if (nSize < nNeed) continue;
-        if (nSize > nNeed + nSmallestRest) disjoin_big_cell(pCell, static_cast<int>(nNeed));
-        return pCell;
     }
     return nullptr;
+}
+
+pool_chain* basePoolAlloc::find_big_enough_cell(int n) {
+    const std::int64_t nNeed = roundedNeed(n);
+    pool_chain* pCell = find_cell(nNeed);
+    if (pCell != nullptr && pCell->get_nPoolSize() > nNeed + nSmallestRest) {
+        disjoin_big_cell(pCell, static_cast<int>(nNeed));
+    }
+    return pCell;
 }
 
 list_chain_offset* basePoolAlloc::pop_free_cell(pool_chain* pCell) {
@@ -120,21 +152,16 @@ void basePoolAlloc::push_free_cell(pool_chain* pCell) {
 bool basePoolAlloc::try_join_right_cell(pool_chain* pCell) {
     pool_chain* pRight = pCell->get_pRight();
     if (pRight >= end_cell() || !pRight->is_free_cell()) return false;
-    pRight->get_pNode()->unlink();
-    pCell->set_iOffsetRightCell(pCell->get_iOffsetRightCell() + pRight->get_iOffsetRightCell());
+    join(pCell, pRight);
     return true;
 }
 
 void basePoolAlloc::disjoin_big_cell(pool_chain* pCell, int nNeed) {
     if (nNeed < nSmallestData || pCell->get_nPoolSize() < std::int64_t{nNeed} + nSmallestRest) return;
-    auto* pRest = reinterpret_cast<pool_chain*>(static_cast<unsigned char*>(pCell->get_pData()) + nNeed);
-    pRest->set_pRight(pCell->get_pRight());
-    pCell->set_pRight(pRest);
     // A cell that is in use, or taken out of the list, has no successor: the rest finds its own place.
     list_chain_offset* pNext = pCell->is_free_cell() ? pCell->get_pNode()->get_next() : nullptr;
-    if (pNext == nullptr) pNext = find_next_free(pRest);
-    pRest->set_cell_free(true);
-    pRest->get_pNode()->link_before(pNext);
+    pool_chain* pRest = split(pCell, nNeed);
+    pRest->get_pNode()->link_before(pNext == nullptr ? find_next_free(pRest) : pNext);
 }
 
 // The node that follows pCell in the free list, or the list's head. The same place is found on three
@@ -145,15 +172,15 @@ list_chain_offset* basePoolAlloc::find_next_free(pool_chain* pCell) {
     const list_chain_offset* pNode = pCell->get_pNode();
     pool_chain* const pEnd = end_cell();
     pool_chain* pRight = pCell->get_pRight();
-    list_chain_offset* pFront = m_free.get_next();
-    list_chain_offset* pBack = m_free.get_prev();
+    list_chain_offset* pFront = m_free.next_in_list();
+    list_chain_offset* pBack = m_free.prev_in_list();
     for (;;) {
         if (pRight >= pEnd) return &m_free;
         if (pRight->is_free_cell()) return pRight->get_pNode();
         if (pFront == &m_free || pFront > pNode) return pFront;
-        if (pBack == &m_free || pBack < pNode) return pBack->get_next();
+        if (pBack == &m_free || pBack < pNode) return pBack->next_in_list();
         pRight = pRight->get_pRight();
-        pFront = pFront->get_next();
-        pBack = pBack->get_prev();
+        pFront = pFront->next_in_list();
+        pBack = pBack->prev_in_list();
     }
 }

@@ -32,29 +32,45 @@ public:
     bool empty() const { return m_next.offset() == 0; }
 
     // The neighbours; null for a node that is in no list.
-    list_chain_offset* get_next() const { return static_cast<list_chain_offset*>(m_next.pointer()); }
-    list_chain_offset* get_prev() const {
-        auto* pField = static_cast<unsigned char*>(m_prev.pointer());
-        return pField == nullptr ? nullptr : reinterpret_cast<list_chain_offset*>(pField - sizeof m_next);
-    }
+    list_chain_offset* get_next() const { return m_next.hasData() ? next_in_list() : nullptr; }
+    list_chain_offset* get_prev() const { return m_prev.hasData() ? prev_in_list() : nullptr; }
+
+    // The neighbours of a node or head. Requires: it is in a list.
+    list_chain_offset* next_in_list() const { return at(m_next.offset()); }
+    list_chain_offset* prev_in_list() const { return at(m_prev.offset()); }
 
     // Puts this node between pNext and the node before it. Requires: pNext is in a list, this is not.
     void link_before(list_chain_offset* pNext) {
-        list_chain_offset* pPrev = pNext->get_prev();
-        connect(pPrev, this);
+        connect(pNext->prev_in_list(), this);
         connect(this, pNext);
     }
     // Takes this node out of its list. Requires: it is in one.
     void unlink() {
-        connect(get_prev(), get_next());
-        m_next.setPointer(nullptr);
-        m_prev.setPointer(nullptr);
+        connect(prev_in_list(), next_in_list());
+        detach();
+    }
+    // Puts another node, which is in no list, into this one's place.
+    void replace_by(list_chain_offset* pOther) {
+        list_chain_offset* pNext = next_in_list();
+        connect(prev_in_list(), pOther);
+        connect(pOther, pNext);
+        detach();
     }
 
 private:
+    list_chain_offset* at(std::int64_t nOffset) const {
+        return reinterpret_cast<list_chain_offset*>(reinterpret_cast<std::uintptr_t>(this) +
+                                                    static_cast<std::uintptr_t>(nOffset));
+    }
+    void detach() {
+        m_next.setPointer(nullptr);
+        m_prev.setPointer(nullptr);
+    }
     static void connect(list_chain_offset* pLeft, list_chain_offset* pRight) {
-        pLeft->m_next.setPointer(pRight);
-        pRight->m_prev.setPointer(&pLeft->m_prev);
+        const auto nDistance = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(pRight) -
+                                                         reinterpret_cast<std::uintptr_t>(pLeft));
+        pLeft->m_next.setOffset(nDistance);
+        pRight->m_prev.setOffset(-nDistance);
     }
 
     share_pointer m_next;
@@ -92,6 +108,10 @@ public:
                                              static_cast<std::uintptr_t>(get_iOffsetRightCell()));
     }
 
+    // Writes the whole header.
+    void init_cell(unsigned long long nOffset, bool bFree) {
+        setHeader((nOffset & nOffsetBits) | (bFree ? nFreeBit : 0));
+    }
     void set_cell_free(bool bFree) { setHeader((header() & nOffsetBits) | (bFree ? nFreeBit : 0)); }
     // Keeps the free bit.
     void set_iOffsetRightCell(unsigned long long nOffset) {
@@ -182,7 +202,7 @@ private:
         return reinterpret_cast<pool_chain*>(reinterpret_cast<std::uintptr_t>(this) +
                                              static_cast<std::uintptr_t>(m_iOffsetPool + nOffset));
     }
-    pool_chain* right_of(pool_chain* pCell) const;
+    pool_chain* find_cell(std::int64_t nNeed);
     list_chain_offset* find_next_free(pool_chain* pCell);
     void dump_pool() const;
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include <vdx/export.h>
+#include <vdx/locks.h>
 
 // Example:
 //   chMutex mutex;
@@ -39,15 +40,28 @@ public:
 
     // Whether this object created the lock. False for everybody once the creator has closed.
     bool IsCreateByMe() const;
-    bool IsLockedByThisThread() const;  // False when not open.
+    bool IsLockedByThisThread() const {  // False when not open.
+        const chReentrantCritical* pLock = m_pLock.load(std::memory_order_acquire);
+        return pLock != nullptr && pLock->IsLockedByThisThread();
+    }
 
     // 1 when locked, 0 when not open. Kept: the time limit is not used, the wait has no end.
-    int Lock(int nTimeout);
-    void Unlock();  // Nothing when not open.
+    int Lock([[maybe_unused]] int nTimeout) {
+        chReentrantCritical* pLock = m_pLock.load(std::memory_order_acquire);
+        if (pLock == nullptr) return 0;
+        pLock->Enter();
+        return 1;
+    }
+    void Unlock() {  // Nothing when not open.
+        chReentrantCritical* pLock = m_pLock.load(std::memory_order_acquire);
+        if (pLock != nullptr) pLock->Leave();
+    }
 
 private:
-    struct Entry;
-    std::atomic<Entry*> m_pEntry{nullptr};
+    struct Entry;  // In the table of names: the lock and who uses it.
+    Entry* entry() const;
+
+    std::atomic<chReentrantCritical*> m_pLock{nullptr};  // The lock in the entry.
 };
 
 // A counting event, one for all who open its name within the process: each SetEvent lets one WaitEvent
@@ -96,4 +110,54 @@ private:
 
     std::string m_name;
     std::shared_ptr<EventInfo> m_pInfo;
+};
+
+// An event that is one datagram on the loop-back interface: any thread or process of this host that knows
+// its port can set it, and its socket can be waited for beside others.
+//
+//     chEvent_Socket wake;
+//     wake.OpenEvent();
+//     chFD_SET set(wake.fd());
+//     set.add(client.fd());
+//     if (set.readSelect(-1) > 0 && set.isSet(wake.fd())) wake.ResetEvent();
+//
+// Thread-safety: setting from any thread; one thread at a time waits, resets, opens and closes.
+// Errors: false, and a pause of 100 ms after a failed receive, so that a loop around a broken socket does
+// not spin.
+class VDX_API chEvent_Socket {
+public:
+    chEvent_Socket() = default;
+    ~chEvent_Socket() { CloseEvent(); }
+    chEvent_Socket(const chEvent_Socket&) = delete;
+    chEvent_Socket& operator=(const chEvent_Socket&) = delete;
+
+    // Binds a socket to a free port of 127.0.0.1, unless there is one. Whether there is one now.
+    bool OpenEvent();
+    void CloseEvent();
+    // Closes the socket and binds a new one, to another port. Whether there is one now.
+    bool ResetSocket();
+
+    int fd() const { return m_nSocket.load(std::memory_order_relaxed); }  // -1: none.
+    int port() const { return m_nPort.load(std::memory_order_relaxed); }  // 0: none.
+
+    // Sends one signal to its own port; traces "chEvent_Socket::SetEvent failed!" at level 7 when it cannot.
+    bool SetEvent();
+    // Sends one signal to a port of 127.0.0.1 through this event's socket. A send that fails is repeated
+    // over new sockets, so this event may have another port afterwards. False for what is no port.
+    bool SendEvent(int nPort);
+
+    // Takes one signal, waiting for it up to so many milliseconds (-1: no limit).
+    bool WaitEvent(int nTimeout);
+    // Takes every signal that is there. Signals beyond what the system's buffer holds are lost.
+    void ResetEvent();
+
+    // What follows a failed receive: a pause of 100 ms, and one more failure counted. Prints nothing.
+    void printfWarning();
+
+private:
+    bool isSignalled(int nTimeout) const;
+
+    std::atomic<std::int32_t> m_nSocket{-1};
+    std::atomic<std::int32_t> m_nPort{0};      // Host byte order.
+    std::atomic<std::int32_t> m_nFailures{0};  // Starts again after 300.
 };

@@ -124,6 +124,17 @@ TEST(Pool, BlocksTooSmallForACellStayEmpty) {
     EXPECT_FALSE(pool.is_valid_pointer(&nothing));
 }
 
+TEST(Pool, MayStandBehindItsBlock) {
+    std::vector<unsigned char> bytes(256 + sizeof(basePoolAlloc));
+    auto* pPool = new (&bytes[256]) basePoolAlloc;  // Its list's head lies where the next cell's node would.
+    pPool->init_pool(&bytes[0], 256);
+    void* a = pPool->alloc(100);
+    EXPECT_EQ(pPool->find_big_enough_cell(200), nullptr);
+    pPool->free(a);
+    EXPECT_EQ(pPool->alloc(248), &bytes[8]);
+    EXPECT_EQ(pPool->find_big_enough_cell(1), nullptr);
+}
+
 TEST(Pool, NeighboursJoinWhenASearchReachesThem) {
     Segment segment(400);
     basePoolAlloc& pool = segment.pool();
