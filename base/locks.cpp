@@ -6,6 +6,7 @@
 
 #include "base/fork_hooks.h"
 #include "base/no_destructor.h"
+#include "base/singleton.h"
 
 chCriticalSection::chCriticalSection() {
     pthread_mutex_init(&m_mutex, nullptr);
@@ -39,8 +40,17 @@ xReadWriteLock::~xReadWriteLock() {
 
 namespace {
 
+// Before a fork. A thread that creates a singleton needs the lock to get on with it; if
+// this thread held it before, there is nothing to wait for.
 void enterStatic() {
-    getStaticObjectCritical().Enter();
+    chReentrantCritical& lock = getStaticObjectCritical();
+    const bool bHeld = lock.IsLockedByThisThread();
+    lock.Enter();
+    while (!bHeld && vdx::SingletonGate::isCreatingElsewhere()) {
+        lock.Leave();
+        vdxSwitchToThread();
+        lock.Enter();
+    }
 }
 void leaveStatic() {
     getStaticObjectCritical().Leave();
@@ -61,3 +71,10 @@ chReentrantCritical& getStaticObjectCritical() {
     static vdx::NoDestructor<StaticCritical> s_critical;
     return s_critical.get().lock;
 }
+
+namespace {
+
+// Made when the library is loaded, so that no fork meets it half made.
+[[maybe_unused]] const bool s_bMade = (getStaticObjectCritical(), true);
+
+}  // namespace

@@ -24,8 +24,9 @@ constexpr std::size_t DIRECTORY_BUFFER = 256;
 // the forking thread lives on, under a new number.
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t t_nTaskId = 0;
 
+[[maybe_unused]] const int s_nRegistered = pthread_atfork(nullptr, nullptr, [] { t_nTaskId = 0; });
+
 std::uint32_t fetchTaskId() {
-    [[maybe_unused]] static const int s_nRegistered = pthread_atfork(nullptr, nullptr, [] { t_nTaskId = 0; });
     t_nTaskId = vdx::port::taskId();
     return t_nTaskId;
 }

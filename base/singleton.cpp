@@ -9,15 +9,35 @@
 
 namespace vdx {
 
+namespace {
+
+// How many singletons are being created: by all threads, by this one.
+constinit std::atomic<int> s_nCreating{0};
+constinit thread_local int t_nCreating = 0;
+
+}  // namespace
+
 SingletonGate::Verdict SingletonGate::enter() {
     const chReentrantGuard guard(getStaticObjectCritical());
     if (find()) return Verdict::AlreadyMade;
     const std::uint64_t idSelf = vdxGetCurrentThreadId();
     if (m_idOwnerThread == 0) {
         m_idOwnerThread = idSelf;
+        ++s_nCreating;
+        ++t_nCreating;
         return Verdict::First;
     }
     return m_idOwnerThread == idSelf ? Verdict::SameThreadAgain : Verdict::OtherThread;
+}
+
+void SingletonGate::publish(void* pObject) {
+    m_pObject.store(pObject, std::memory_order_release);
+    --t_nCreating;
+    --s_nCreating;
+}
+
+bool SingletonGate::isCreatingElsewhere() {
+    return s_nCreating > t_nCreating;
 }
 
 void* SingletonGate::waitForOther() const {

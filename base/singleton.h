@@ -22,8 +22,13 @@ public:
 
     void* find() const { return m_pObject.load(std::memory_order_acquire); }
     Verdict enter();
-    void publish(void* pObject) { m_pObject.store(pObject, std::memory_order_release); }
+    void publish(void* pObject);
     void* waitForOther() const;
+
+    // Whether another thread is creating some singleton now. A fork waits until none
+    // is: the child would wait for a creator that it does not have. Under the
+    // static-object lock the answer can only turn from true to false.
+    static bool isCreatingElsewhere();
 
     // Writes "[E:] re-enter static instance of <name>" and ends the process.
     [[noreturn]] static void abortReentry(bool bToStderr, const char* szName);

@@ -46,9 +46,9 @@ void fillTime(PrefixCache& cache, const SYSTEMTIME& second) {
 }
 
 // A forked child has other ids; only the forking thread lives on there.
+[[maybe_unused]] const int s_nRegistered = pthread_atfork(nullptr, nullptr, [] { t_cache.nIds = 0; });
+
 void fillIds(PrefixCache& cache) {
-    [[maybe_unused]] static const int s_nRegistered =
-        pthread_atfork(nullptr, nullptr, [] { t_cache.nIds = 0; });
     char* pEnd = cache.ids + sizeof cache.ids;
     char* p = cache.ids;
     *p++ = '+';
