@@ -2,10 +2,12 @@
 //
 // It finds its root and folders, loads its configuration, looks through real files,
 // writes rotating logs, serves length-prefixed packets over TCP to several clients that
-// send tone frames and XML requests, watches the network meanwhile, and ends with a
-// table of what happened. The exit status is 0 when every figure is right.
+// send tone frames and XML requests, collects their traces from the shared queue,
+// watches the network meanwhile, and ends with a table of what happened. The exit
+// status is 0 when every figure is right.
 #include <vdx/vdx.h>
 
+#include "collector.h"
 #include "folders.h"
 #include "logbook.h"
 #include "options.h"
@@ -31,10 +33,14 @@ int main(int argc, char** argv) {
 
     runSurvey(options, report);
     runLogbook(folders, report);
+    Collector collector(folders);
     {
         const NetworkWatch watch;
-        runRounds(options, settings, report);
+        const std::int64_t nServed = runRounds(options, settings, report);
         report.show("reports on the network", watch.reports());
+        collector.stop();
+        report.expect("packets traced by the server", collector.linesOfServer(), nServed);
+        report.show("  lines taken from the queue", collector.lines());
     }
     return report.print() ? 0 : 1;
 }

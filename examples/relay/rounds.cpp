@@ -33,7 +33,7 @@ bool runRound(const Options& options, const Settings& settings, std::int64_t& nS
 
 }  // namespace
 
-void runRounds(const Options& options, const Settings& settings, Report& report) {
+std::int64_t runRounds(const Options& options, const Settings& settings, Report& report) {
     const std::uint64_t nStart = vdxGetTickCount();
     const std::uint64_t nLimit = nStart + static_cast<std::uint64_t>(options.nSeconds) * 1000;
     std::int64_t nRounds = 0, nServed = 0;
@@ -58,4 +58,5 @@ void runRounds(const Options& options, const Settings& settings, Report& report)
     report.expect("  descriptors more than after the first", last.nDescriptors - first.nDescriptors, 0);
     report.expect("  threads more than after the first", last.nThreads - first.nThreads, 0);
     report.expect("  allocations more than after the first", last.nAllocations - first.nAllocations, 0);
+    return nServed;
 }

@@ -1,10 +1,12 @@
 // The relay's service: rounds of a server with its clients.
 #pragma once
 
+#include <cstdint>
+
 #include "options.h"
 #include "report.h"
 #include "settings.h"
 
 // Runs one round, or rounds for as long as the options say, and reports what was
-// sent, answered and held.
-void runRounds(const Options& options, const Settings& settings, Report& report);
+// sent, answered and held. How many packets the server answered.
+std::int64_t runRounds(const Options& options, const Settings& settings, Report& report);
