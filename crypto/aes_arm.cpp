@@ -8,6 +8,14 @@
 namespace vdx_crypto {
 namespace {
 
+// The intrinsics may be macros that no parameter pack can pass through.
+uint8x16_t load(const unsigned char* p) {
+    return vld1q_u8(p);
+}
+void store(unsigned char* p, uint8x16_t x) {
+    vst1q_u8(p, x);
+}
+
 // AESE adds the key first, then does SubBytes and ShiftRows; MixColumns is AESMC. AESD and
 // AESIMC are their inverses. So the last key is added alone.
 struct Encryption {
@@ -25,14 +33,14 @@ struct Decryption {
 template <class Cipher, std::size_t... I>
 void runGroup(const unsigned char* keys, int rounds, const unsigned char* in, unsigned char* out,
               std::index_sequence<I...>) {
-    uint8x16_t x[] = {vld1q_u8(in + I * kAesBlock)...};
-    uint8x16_t key = vld1q_u8(keys);
+    uint8x16_t x[] = {load(in + I * kAesBlock)...};
+    uint8x16_t key = load(keys);
     for (int r = 1; r < rounds; ++r) {
         ((x[I] = Cipher::round(x[I], key)), ...);
-        key = vld1q_u8(keys + 16 * r);
+        key = load(keys + 16 * r);
     }
-    const uint8x16_t last = vld1q_u8(keys + 16 * rounds);
-    (vst1q_u8(out + I * kAesBlock, veorq_u8(Cipher::last(x[I], key), last)), ...);
+    const uint8x16_t last = load(keys + 16 * rounds);
+    (store(out + I * kAesBlock, veorq_u8(Cipher::last(x[I], key), last)), ...);
 }
 
 template <class Cipher>
@@ -56,10 +64,10 @@ void encrypt(const unsigned char* schedule, int rounds, const unsigned char* in,
 void decrypt(const unsigned char* schedule, int rounds, const unsigned char* in, unsigned char* out,
              std::size_t nBlocks) {
     unsigned char keys[kAesMaxSchedule];
-    vst1q_u8(keys, vld1q_u8(schedule + 16 * rounds));
+    store(keys, load(schedule + 16 * rounds));
     for (int r = 1; r < rounds; ++r)
-        vst1q_u8(keys + 16 * r, vaesimcq_u8(vld1q_u8(schedule + 16 * (rounds - r))));
-    vst1q_u8(keys + 16 * rounds, vld1q_u8(schedule));
+        store(keys + 16 * r, vaesimcq_u8(load(schedule + 16 * (rounds - r))));
+    store(keys + 16 * rounds, load(schedule));
     runBlocks<Decryption>(keys, rounds, in, out, nBlocks);
 }
 
