@@ -99,7 +99,7 @@ void chXmlAttributeObject::FastRemoveAttributeValue(std::string* pValue) {
 
 // A node without room for attributes cannot take a start tag: it fails at its first byte.
 std::string chXmlAttributeObject::parseContent(const std::string& szText) {
-    if (!m_pNode) m_pNode = xmlRecords::make(xmlElement, true, {});
+    if (!m_pNode) m_pNode = xmlRecords::make(xmlElement, true, std::string_view());
     vdx::XmlParser parser(szText);
     if (!listOf(m_pNode)) throw szText.c_str();
     if (!parser.readTagBody(m_pNode)) throw parser.stopped();
@@ -148,7 +148,7 @@ chXmlElement chXmlElement::clone() const {
 }
 
 std::string chXmlElement::parseContent(const std::string& szText) {
-    if (!m_pNode) m_pNode = xmlRecords::make(xmlElement, true, {});
+    if (!m_pNode) m_pNode = xmlRecords::make(xmlElement, true, std::string_view());
     vdx::XmlParser parser(szText);
     if (!listOf(m_pNode)) throw szText.c_str();
     if (!parser.readElement(m_pNode)) throw parser.stopped();
@@ -161,7 +161,7 @@ chXmlDeclaration::chXmlDeclaration(const chXmlObject& other)
     : chXmlAttributeObject(ofKind(other, xmlDeclaration)) {}
 
 std::string chXmlDeclaration::parseContent(const std::string& szText) {
-    if (!m_pNode) m_pNode = xmlRecords::make(xmlDeclaration, true, {});
+    if (!m_pNode) m_pNode = xmlRecords::make(xmlDeclaration, true, std::string_view());
     vdx::XmlParser parser(szText);
     if (!listOf(m_pNode)) throw szText.c_str();
     if (!parser.readDeclaration(m_pNode)) throw parser.stopped();

@@ -21,17 +21,18 @@ const Entity* entityAt(std::string_view szText) {
 
 // One pass does what replacing the five in turn, "&amp;" last, would do: no
 // replacement can complete another entity except the ampersand, which comes last.
-void decodeEntities(std::string_view szPhrase, std::string& szResult) {
+std::string_view decodeEntities(std::string_view szPhrase, std::string& szResult) {
     szResult.clear();
     while (!szPhrase.empty()) {
         const std::size_t nPlain = std::min(szPhrase.find('&'), szPhrase.size());
         szResult.append(szPhrase.data(), nPlain);
         szPhrase.remove_prefix(nPlain);
-        if (szPhrase.empty()) return;
+        if (szPhrase.empty()) break;
         const Entity* pEntity = entityAt(szPhrase);
         szResult.push_back(pEntity ? pEntity->c : '&');
         szPhrase.remove_prefix(pEntity ? pEntity->nSize : 1);
     }
+    return szResult;
 }
 
 void copyEscapedPortable(const char*& pFrom, const char* pFromEnd, char*& pTo, const char* pToEnd) {

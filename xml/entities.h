@@ -29,8 +29,8 @@ inline constexpr std::array<Entity, 64> ENTITY_OF_BYTE = [] {
     return table;
 }();
 
-// Replaces szResult by the decoded text.
-void decodeEntities(std::string_view szPhrase, std::string& szResult);
+// Replaces szResult by the decoded text, and returns it.
+std::string_view decodeEntities(std::string_view szPhrase, std::string& szResult);
 
 // Copying while escaping. Goes on until the source ends or fewer than
 // ESCAPE_ROOM bytes are left in the target, and moves both pointers.

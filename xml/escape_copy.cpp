@@ -1,6 +1,10 @@
 // Copying while escaping, sixteen bytes at a time where every processor of the kind can.
 #include "xml/entities.h"
 
+#include <algorithm>
+
+#include "xml/short_text.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #elif defined(__aarch64__)
@@ -51,16 +55,26 @@ void copyEscaped(const char*& pFrom, const char* pFromEnd, char*& pTo, const cha
 #ifdef VDX_ESCAPE_BLOCKS
     const char* p = pFrom;
     char* pOut = pTo;
-    while (pFromEnd - p >= 16 && pToEnd - pOut >= ESCAPE_ROOM) {
-        const unsigned int nPlain = copyBlock(p, pOut);
+    while (p != pFromEnd && pToEnd - pOut >= ESCAPE_ROOM) {
+        const auto nLeft = static_cast<std::size_t>(pFromEnd - p);
+        const std::size_t nSize = std::min<std::size_t>(nLeft, 16);
+        std::size_t nPlain = 0;
+        if (nSize == 16) {
+            nPlain = copyBlock(p, pOut);
+        } else {
+            char tail[16] = {};
+            copyShort(tail, p, nSize);
+            nPlain = std::min<std::size_t>(copyBlock(tail, pOut), nSize);
+        }
         p += nPlain;
         pOut += nPlain;
-        if (nPlain != 16) pOut = putEscaped(pOut, *p++);
+        if (nPlain != nSize) pOut = putEscaped(pOut, *p++);
     }
     pFrom = p;
     pTo = pOut;
-#endif
+#else
     copyEscapedPortable(pFrom, pFromEnd, pTo, pToEnd);
+#endif
 }
 
 }  // namespace vdx

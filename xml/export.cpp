@@ -1,23 +1,30 @@
 // Writing XML: one walk without recursion, one growing text.
 #include <algorithm>
 #include <cstring>
-#include <utility>
+#include <memory>
+#include <vector>
 
 #include <vdx/xml.h>
 
 #include "xml/entities.h"
 #include "xml/records.h"
+#include "xml/short_text.h"
 
 namespace {
 
 using node = chXmlObject::xmlNodeData;
 
-// Small pieces are gathered before they go to the text, which then grows rarely.
+// Gathers pieces in blocks, and makes one text of the right size of them at the end: a
+// growing text would be copied, and its memory touched for the first time, again and again.
 class TextBuilder {
 public:
     void add(std::string_view szPiece) {
         if (szPiece.size() > room()) return addBeyond(szPiece);
-        std::memcpy(m_pEnd, szPiece.data(), szPiece.size());
+        if (szPiece.size() <= 16) {
+            vdx::copyShort(m_pEnd, szPiece.data(), szPiece.size());
+        } else {
+            std::memcpy(m_pEnd, szPiece.data(), szPiece.size());
+        }
         m_pEnd += szPiece.size();
     }
     void add(char c) {
@@ -43,29 +50,50 @@ public:
         }
     }
     std::string finish() {
-        flush();
-        return std::move(m_szText);
+        std::string szText;
+        szText.reserve(m_nInBlocks + used());
+        for (const Block& block : m_blocks)
+            szText.append(block.pBytes.get(), block.nSize);
+        szText.append(m_pBegin, m_pEnd);
+        return szText;
     }
 
 private:
-    const char* limit() const { return m_buffer + sizeof m_buffer; }
-    std::size_t room() const { return static_cast<std::size_t>(limit() - m_pEnd); }
-    void flush() {
-        m_szText.append(m_buffer, m_pEnd);
-        m_pEnd = m_buffer;
+    static constexpr std::size_t BLOCK_SIZE = 64U * 1024U;
+    struct Block {
+        std::unique_ptr<char[]> pBytes;
+        std::size_t nSize;
+    };
+
+    const char* limit() const { return m_pLimit; }
+    std::size_t room() const { return static_cast<std::size_t>(m_pLimit - m_pEnd); }
+    std::size_t used() const { return static_cast<std::size_t>(m_pEnd - m_pBegin); }
+
+    // Goes on in a new block of at least that size.
+    void flush(std::size_t nSize = BLOCK_SIZE) {
+        if (m_blocks.empty()) {
+            m_blocks.push_back({std::make_unique_for_overwrite<char[]>(sizeof m_first), used()});
+            std::memcpy(m_blocks.back().pBytes.get(), m_first, used());
+        } else {
+            m_blocks.back().nSize = used();
+        }
+        m_nInBlocks += used();
+        nSize = std::max(nSize, BLOCK_SIZE);
+        m_blocks.push_back({std::make_unique_for_overwrite<char[]>(nSize), 0});
+        m_pBegin = m_pEnd = m_blocks.back().pBytes.get();
+        m_pLimit = m_pBegin + nSize;
     }
     void addBeyond(std::string_view szPiece) {
-        flush();
-        if (szPiece.size() > sizeof m_buffer) {
-            m_szText.append(szPiece);
-        } else {
-            add(szPiece);
-        }
+        flush(szPiece.size());
+        add(szPiece);
     }
 
-    std::string m_szText;
-    char* m_pEnd = m_buffer;
-    char m_buffer[4096];
+    std::vector<Block> m_blocks;  // The last one is being filled; its size is still 0.
+    std::size_t m_nInBlocks = 0;
+    char m_first[8192];  // Enough for most texts.
+    char* m_pBegin = m_first;
+    char* m_pEnd = m_first;
+    char* m_pLimit = m_first + sizeof m_first;
 };
 
 class Exporter {

@@ -128,7 +128,7 @@ chXmlObject chXmlObject::AddChildObject(const chXmlObject& child) {
         return child;
     }
     const chXmlObject kept = child;  // The child's handle may be this one.
-    if (!m_pNode) m_pNode = xmlRecords::make(xmlDocument, false, {});
+    if (!m_pNode) m_pNode = xmlRecords::make(xmlDocument, false, std::string_view());
     appendNode(kept.m_pNode);
     return kept;
 }
@@ -155,7 +155,7 @@ chXmlObject chXmlObject::clone() const {
 // --- Reading -----------------------------------------------------------------------
 
 std::string chXmlObject::parseContent(const std::string& szText) {
-    if (!m_pNode) m_pNode = xmlRecords::make(xmlDocument, false, {});
+    if (!m_pNode) m_pNode = xmlRecords::make(xmlDocument, false, std::string_view());
     vdx::XmlParser parser(szText);
     if (!parser.readContent(m_pNode)) throw parser.stopped();
     return std::string(parser.rest());

@@ -14,7 +14,7 @@ constexpr std::string_view CDATA_OPEN = "<![CDATA[";
 }  // namespace
 
 XmlParser::XmlParser(std::string_view szText)
-    : m_pCursor(szText.data()), m_pEnd(szText.data() + szText.size()) {}
+    : m_pBegin(szText.data()), m_pCursor(szText.data()), m_pEnd(szText.data() + szText.size()) {}
 
 XmlParser::~XmlParser() {
     if (m_nMade) xmlRecords::reportMade(m_nMade);
@@ -64,8 +64,7 @@ void XmlParser::addText(const char* pBegin, const char* pEnd) {
     if (pBegin == pEnd) return;
     std::string_view szText = between(pBegin, pEnd);
     if (findByte(pBegin, pEnd, '&')) {
-        decodeEntities(szText, m_szValue);
-        szText = m_szValue;
+        szText = decodeEntities(szText, m_szValue);
     }
     addNode(xmlText, false, szText);
 }
@@ -126,7 +125,7 @@ void XmlParser::leaveElement(const char* pBehind) {
 }
 
 XmlParser::node* XmlParser::addNode(xmlType nType, bool bElementForm, std::string_view szText) {
-    node* pNode = xmlRecords::makeUncounted(m_caches, nType, bElementForm, szText);
+    node* pNode = xmlRecords::makeUncounted(m_caches, nType, bElementForm, sourceOf(szText));
     ++m_nMade;
     xmlRecords::linkLast(m_pParent, pNode);
     return pNode;

@@ -79,7 +79,13 @@ private:
     TagState stateOf(xmlAttributeList& list);
 
     node* addNode(xmlType nType, bool bElementForm, std::string_view szText);
+    // Decoded texts are elsewhere; all others lie in the text being read.
+    TextSource sourceOf(std::string_view szPart) const {
+        const bool bInText = szPart.data() >= m_pBegin && szPart.data() <= m_pEnd;
+        return bInText ? TextSource(szPart, m_pEnd) : TextSource(szPart);
+    }
 
+    const char* m_pBegin;
     const char* m_pCursor;
     const char* m_pEnd;
     const char* m_pStopped = nullptr;

@@ -11,10 +11,12 @@ namespace {
 // From this many attributes on, names are looked up in an index instead of the list.
 constexpr std::uint32_t INDEX_FROM = 32;
 
-std::string_view decoded(std::string_view szPhrase, std::string& szBuffer) {
-    if (szPhrase.find('&') == std::string_view::npos) return szPhrase;
-    decodeEntities(szPhrase, szBuffer);
-    return szBuffer;
+// Of names that are the same, the same bit.
+std::uint64_t bitOf(std::string_view szName) {
+    if (szName.empty()) return 1;
+    const unsigned int nFirst = static_cast<unsigned char>(szName.front()) | 0x20U;
+    const unsigned int nLast = static_cast<unsigned char>(szName.back()) | 0x20U;
+    return std::uint64_t{1} << ((szName.size() * 13 + nFirst * 5 + nLast * 3) % 64);
 }
 
 // The ">" of the first "?>" at or after p, or null.
@@ -81,17 +83,21 @@ bool XmlParser::readAttributes(const char* p, const char* pEnd, node* pNode) {
 // name = "value" or name = 'value'.
 bool XmlParser::readAttribute(const char*& p, const char* pEnd, xmlAttributeList& list, TagState& state) {
     const char* pName = p;
-    while (p != pEnd && !(classOf(*p) & CLASS_SEPARATOR))
-        ++p;
-    const std::string_view szName = between(pName, p);
+    bool bNameCoded = false;
+    bool bValueCoded = false;
+    p = findNameEnd(p, pEnd, bNameCoded);
+    std::string_view szName = between(pName, p);
     p = skipWhite(p, pEnd);
     if (szName.empty() || p == pEnd || *p != '=') return fail(pName);
     p = skipWhite(p + 1, pEnd);
     if (p == pEnd || (*p != '"' && *p != '\'')) return fail(pName);
     const char* pValue = p + 1;
-    const char* pClose = findByte(pValue, pEnd, *p);
-    if (!pClose) return fail(pName);
-    store(szName, between(pValue, pClose), list, state);
+    const char* pClose = findQuote(pValue, m_pEnd, *p, bValueCoded);
+    if (!pClose || pClose >= pEnd) return fail(pName);
+    std::string_view szValue = between(pValue, pClose);
+    if (bNameCoded) szName = decodeEntities(szName, m_szName);
+    if (bValueCoded) szValue = decodeEntities(szValue, m_szValue);
+    store(szName, szValue, list, state);
     p = pClose + 1;
     return true;
 }
@@ -99,14 +105,12 @@ bool XmlParser::readAttribute(const char*& p, const char* pEnd, xmlAttributeList
 // A name that occurs again keeps its first spelling and place, and gets the last value.
 void XmlParser::store(std::string_view szName, std::string_view szValue, xmlAttributeList& list,
                       TagState& state) {
-    szName = decoded(szName, m_szName);
-    szValue = decoded(szValue, m_szValue);
-    const std::uint64_t nBit = std::uint64_t{1} << (hashName(szName) % 64);
+    const std::uint64_t nBit = bitOf(szName);
     if (attribute* pSame = findSame(szName, nBit, list, state)) {
         pSame->pair.second = szValue;
         return;
     }
-    attribute* pEntry = xmlRecords::makeAttribute(m_caches, szName, szValue);
+    attribute* pEntry = xmlRecords::makeAttribute(m_caches, sourceOf(szName), sourceOf(szValue));
     *state.ppLast = pEntry;
     state.ppLast = &pEntry->pNext;
     state.nSeen |= nBit;
@@ -136,7 +140,7 @@ XmlParser::attribute* XmlParser::findSame(std::string_view szName, std::uint64_t
 XmlParser::TagState XmlParser::stateOf(xmlAttributeList& list) {
     TagState state{&xmlRecords::firstAttribute(list)};
     for (; *state.ppLast; state.ppLast = &(*state.ppLast)->pNext) {
-        state.nSeen |= std::uint64_t{1} << (hashName((*state.ppLast)->pair.first) % 64);
+        state.nSeen |= bitOf((*state.ppLast)->pair.first);
         if (++state.nCount == INDEX_FROM) m_pIndex = std::make_unique<NameIndex>();
     }
     if (state.nCount < INDEX_FROM) return state;

@@ -2,13 +2,14 @@
 #include "xml/records.h"
 
 #include <new>
-#include <tuple>
 #include <utility>
 
 #include "xml/names.h"
+#include "xml/short_text.h"
 
 using vdx::CellCaches;
 using vdx::CellKind;
+using vdx::TextSource;
 
 namespace {
 
@@ -81,12 +82,7 @@ private:
 
 // --- Content -------------------------------------------------------------------
 
-dataXmlBase::dataXmlBase(xmlType nType, std::string_view szText)
-    : m_nType(nType), m_nNameHash(nType == xmlElement ? vdx::hashName(szText) : 0), m_szText(szText) {}
-
 dataXmlBase::~dataXmlBase() = default;
-
-dataXmlElement::dataXmlElement(xmlType nType, std::string_view szText) : dataXmlBase(nType, szText) {}
 
 dataXmlElement::~dataXmlElement() = default;
 
@@ -126,45 +122,54 @@ dataXmlElement* xmlRecords::elementOf(node* pNode) {
 }
 
 node* xmlRecords::makeUncounted(CellCaches& caches, xmlType nType, bool bElementForm,
-                                std::string_view szText) {
+                                const TextSource& text) {
     const CellKind kind = bElementForm ? CellKind::ElementNode : CellKind::PlainNode;
     CellGuard guard{caches, kind, caches.take(kind)};
     node* pNode = ::new (guard.pCell) node{1, nullptr, nullptr, nullptr, nullptr, nullptr};
     if (bElementForm) {
-        ::new (static_cast<void*>(pNode + 1)) dataXmlElement(nType, szText);
+        ::new (static_cast<void*>(pNode + 1)) dataXmlElement(nType);
     } else {
-        ::new (static_cast<void*>(pNode + 1)) dataXmlBase(nType, szText);
+        ::new (static_cast<void*>(pNode + 1)) dataXmlBase(nType);
     }
+    dataXmlBase& content = pNode->content();
+    vdx::emplaceText(content.m_szText, text);
+    if (nType == xmlElement) content.m_nNameHash = vdx::hashName(text.szText);
     guard.pCell = nullptr;
     return pNode;
 }
 
-node* xmlRecords::make(xmlType nType, bool bElementForm, std::string_view szText) {
-    node* pNode = makeUncounted(CellCaches::local(), nType, bElementForm, szText);
+node* xmlRecords::make(xmlType nType, bool bElementForm, const TextSource& text) {
+    node* pNode = makeUncounted(CellCaches::local(), nType, bElementForm, text);
     reportMade(1);
     return pNode;
 }
 
-node* xmlRecords::makeByKind(xmlType nType, std::string_view szText) {
+node* xmlRecords::makeByKind(xmlType nType, const TextSource& text) {
     switch (nType) {
         case xmlDeclaration:
         case xmlElement:
         case xmlDocument:
-            return make(nType, true, szText);
+            return make(nType, true, text);
         case xmlComment:
         case xmlText:
         case xmlCData:
-            return make(nType, false, szText);
+            return make(nType, false, text);
         default:
             return nullptr;
     }
 }
 
-xmlRecords::attribute* xmlRecords::makeAttribute(CellCaches& caches, std::string_view szName,
-                                                 std::string_view szValue) {
+xmlRecords::attribute* xmlRecords::makeAttribute(CellCaches& caches, const TextSource& name,
+                                                 const TextSource& value) {
     CellGuard guard{caches, CellKind::Attribute, caches.take(CellKind::Attribute)};
-    auto* pEntry = ::new (guard.pCell) attribute{
-        nullptr, {std::piecewise_construct, std::forward_as_tuple(szName), std::forward_as_tuple(szValue)}};
+    auto* pEntry = ::new (guard.pCell) attribute{nullptr, {}};
+    vdx::emplaceText(pEntry->pair.first, name);
+    try {
+        vdx::emplaceText(pEntry->pair.second, value);
+    } catch (...) {
+        pEntry->~attribute();
+        throw;
+    }
     guard.pCell = nullptr;
     return pEntry;
 }
@@ -188,6 +193,22 @@ void xmlRecords::unlink(node* pChild) {
     pChild->pParent = pChild->pNext = pChild->pPrevious = nullptr;
 }
 
+// Frees a node that nothing refers to. Its attributes go first, while the caches are at hand.
+void xmlRecords::freeNode(CellCaches& caches, node* pNode) noexcept {
+    dataXmlElement* pElement = elementOf(pNode);
+    if (!pElement) {
+        pNode->content().dataXmlBase::~dataXmlBase();
+        caches.put(CellKind::PlainNode, pNode);
+        return;
+    }
+    while (attribute* pEntry = pElement->m_pFirst) {
+        pElement->m_pFirst = pEntry->pNext;
+        freeAttribute(caches, pEntry);
+    }
+    pElement->dataXmlElement::~dataXmlElement();
+    caches.put(CellKind::ElementNode, pNode);
+}
+
 // Nodes whose count is 0 wait in a list through their next links: nothing recurses.
 // A child's links are cleared before its count goes down: from then on it may
 // belong to another thread.
@@ -206,10 +227,7 @@ void xmlRecords::destroy(node* pNode) {
             pChild->pNext = pWaiting;
             pWaiting = pChild;
         }
-        const CellKind kind = elementOf(pGone) ? CellKind::ElementNode : CellKind::PlainNode;
-        pGone->content().~dataXmlBase();
-        pGone->~node();
-        caches.put(kind, pGone);
+        freeNode(caches, pGone);
     }
     reportFreed(nFreed);
 }

@@ -9,6 +9,7 @@
 
 #include "xml/cell_pool.h"
 #include "xml/ref_count.h"
+#include "xml/short_text.h"
 
 // Friend of the content classes. Nodes are made with one count, which is the
 // caller's; every node counts in the leak report while it lives.
@@ -25,12 +26,12 @@ struct xmlRecords {
     // A new root without a report to the leak report: its maker reports many at
     // once. The base form is for kinds 1, 2, 5 and implicit documents.
     static node* makeUncounted(vdx::CellCaches& caches, xmlType nType, bool bElementForm,
-                               std::string_view szText);
-    static node* make(xmlType nType, bool bElementForm, std::string_view szText);
-    static node* makeByKind(xmlType nType, std::string_view szText);  // Null for no kind.
+                               const vdx::TextSource& text);
+    static node* make(xmlType nType, bool bElementForm, const vdx::TextSource& text);
+    static node* makeByKind(xmlType nType, const vdx::TextSource& text);  // Null for no kind.
 
-    static attribute* makeAttribute(vdx::CellCaches& caches, std::string_view szName,
-                                    std::string_view szValue);
+    static attribute* makeAttribute(vdx::CellCaches& caches, const vdx::TextSource& name,
+                                    const vdx::TextSource& value);
     static void freeAttribute(vdx::CellCaches& caches, attribute* pEntry) noexcept;
 
     // Links a root as the last child; its count becomes the parent's.
@@ -49,6 +50,7 @@ struct xmlRecords {
         if (vdx::countDown(pNode->nCount) == 0) destroy(pNode);
     }
     static void destroy(node* pNode);
+    static void freeNode(vdx::CellCaches& caches, node* pNode) noexcept;
 
     // A copy of the node and all below it, as a root.
     static node* clone(const node* pSource);

@@ -11,6 +11,7 @@ namespace vdx {
 constexpr std::uint8_t CLASS_WHITE = 1;      // Space, tab, carriage return, line feed; nothing else.
 constexpr std::uint8_t CLASS_SEPARATOR = 2;  // What no name may hold: white space and "=<>
 constexpr std::uint8_t CLASS_ESCAPE = 4;     // What is written as an entity.
+constexpr std::uint8_t CLASS_AMPERSAND = 8;
 
 constexpr std::array<std::uint8_t, 256> makeByteClasses() {
     std::array<std::uint8_t, 256> classes{};
@@ -20,6 +21,7 @@ constexpr std::array<std::uint8_t, 256> makeByteClasses() {
         classes[c] |= CLASS_SEPARATOR;
     for (const unsigned char c : {'"', '&', '\'', '<', '>'})
         classes[c] |= CLASS_ESCAPE;
+    classes['&'] |= CLASS_AMPERSAND;
     return classes;
 }
 
@@ -48,6 +50,23 @@ inline const char* skipWhiteBack(const char* pBegin, const char* p) {
 inline const char* findByte(const char* p, const char* pEnd, char c) {
     return static_cast<const char*>(std::memchr(p, c, static_cast<std::size_t>(pEnd - p)));
 }
+
+// The end of a name: the first separator, or pEnd. Says whether an ampersand is in it.
+inline const char* findNameEnd(const char* p, const char* pEnd, bool& bAmpersand) {
+    std::uint8_t nClasses = 0;
+    for (; p != pEnd; ++p) {
+        const std::uint8_t nClass = classOf(*p);
+        if (nClass & CLASS_SEPARATOR) break;
+        nClasses = static_cast<std::uint8_t>(nClasses | nClass);
+    }
+    bAmpersand = (nClasses & CLASS_AMPERSAND) != 0;
+    return p;
+}
+
+// The closing quote of a value, or null. Says whether an ampersand is before it.
+const char* findQuote(const char* p, const char* pEnd, char cQuote, bool& bAmpersand);
+// The same without vector instructions: for other processors and for tests.
+const char* findQuotePortable(const char* p, const char* pEnd, char cQuote, bool& bAmpersand);
 
 inline std::string_view between(const char* pBegin, const char* pEnd) {
     return {pBegin, static_cast<std::size_t>(pEnd - pBegin)};

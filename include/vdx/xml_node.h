@@ -94,7 +94,7 @@ private:
 // document.
 class VDX_API dataXmlBase {
 public:
-    dataXmlBase(xmlType nType, std::string_view szText);
+    explicit dataXmlBase(xmlType nType) : m_nType(nType) {}
     dataXmlBase(const dataXmlBase&) = delete;
     dataXmlBase& operator=(const dataXmlBase&) = delete;
     virtual ~dataXmlBase();
@@ -105,14 +105,14 @@ public:
 private:
     friend struct xmlRecords;
     xmlType m_nType;
-    std::uint32_t m_nNameHash;  // Of the folded text of an element, else 0.
+    std::uint32_t m_nNameHash = 0;  // Of the folded text of an element, else 0.
     std::string m_szText;
 };
 
 // What nodes with attributes hold.
 class VDX_API dataXmlElement : public dataXmlBase, public xmlAttributeList {
 public:
-    dataXmlElement(xmlType nType, std::string_view szText);
+    explicit dataXmlElement(xmlType nType) : dataXmlBase(nType) {}
     ~dataXmlElement() override;
 };
 

@@ -6,6 +6,7 @@
 
 #include "xml/document.h"
 #include "xml/model.h"
+#include "xml/scan.h"
 #include "xml/xml_support.h"
 
 using xmltest::dump;
@@ -224,6 +225,26 @@ TEST_F(chXmlParser, KeepsWhereItStopped) {
     EXPECT_STREQ("012345678901234567890123456789012345678", vdx::lastUnreadableText());
     chXmlDocument::ParseDocument("<a></b>");
     EXPECT_STREQ("</b>", vdx::lastUnreadableText());
+}
+
+// Both quotes and ampersands at every place, in texts of every short length.
+TEST_F(chXmlParser, VectorAndPortableQuoteSearchAgree) {
+    for (std::size_t nSize = 0; nSize < 50; ++nSize) {
+        for (std::size_t nQuote = 0; nQuote <= nSize; ++nQuote) {
+            for (std::size_t nAmpersand = 0; nAmpersand <= nSize; ++nAmpersand) {
+                std::string szText(nSize, 'x');
+                if (nAmpersand < nSize) szText[nAmpersand] = '&';
+                if (nQuote < nSize) szText[nQuote] = '"';
+                const char* p = szText.data();
+                bool bVector = false, bPortable = false;
+                const char* pVector = vdx::findQuote(p, p + nSize, '"', bVector);
+                ASSERT_EQ(vdx::findQuotePortable(p, p + nSize, '"', bPortable), pVector);
+                if (pVector) {
+                    ASSERT_EQ(bPortable, bVector);
+                }
+            }
+        }
+    }
 }
 
 }  // namespace

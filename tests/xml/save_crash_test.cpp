@@ -38,8 +38,8 @@ TEST(chXmlFileCrash, KilledAtRandomMoments) {
     for (int i = 0; i < 300; ++i) {
         const pid_t idChild = fork();
         if (idChild == 0) {
-            execl(SAVE_LOOP.c_str(), SAVE_LOOP.c_str(), szPath.c_str(), std::to_string(nLast + 1).c_str(), "0",
-                  nullptr);
+            execl(SAVE_LOOP.c_str(), SAVE_LOOP.c_str(), szPath.c_str(), std::to_string(nLast + 1).c_str(),
+                  "0", nullptr);
             _exit(9);
         }
         const timespec wait{0, static_cast<long>(1000000 + random() % 30000000)};

@@ -1,0 +1,69 @@
+// Copies of short texts without calls: most names and values have less than sixteen bytes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+namespace vdx {
+
+constexpr std::size_t SHORT_TEXT = 15;  // What std::string holds without the heap.
+
+// Copies n <= 16 bytes, by pieces that overlap.
+inline void copyShort(char* pTo, const char* pFrom, std::size_t n) {
+    if (n >= 8) {
+        std::uint64_t nFirst, nLast;
+        std::memcpy(&nFirst, pFrom, 8);
+        std::memcpy(&nLast, pFrom + n - 8, 8);
+        std::memcpy(pTo, &nFirst, 8);
+        std::memcpy(pTo + n - 8, &nLast, 8);
+    } else if (n >= 4) {
+        std::uint32_t nFirst, nLast;
+        std::memcpy(&nFirst, pFrom, 4);
+        std::memcpy(&nLast, pFrom + n - 4, 4);
+        std::memcpy(pTo, &nFirst, 4);
+        std::memcpy(pTo + n - 4, &nLast, 4);
+    } else if (n > 0) {
+        const char cMiddle = pFrom[n / 2], cLast = pFrom[n - 1];
+        pTo[0] = pFrom[0];
+        pTo[n / 2] = cMiddle;
+        pTo[n - 1] = cLast;
+    }
+}
+
+// A text, and how far the memory from its start on may be read.
+struct TextSource {
+    std::string_view szText;
+    const char* pReadableEnd;
+
+    TextSource(std::string_view szSource) : TextSource(szSource, szSource.data() + szSource.size()) {}
+    TextSource(std::string_view szSource, const char* pEnd) : szText(szSource), pReadableEnd(pEnd) {}
+    // Behind the text lies the rest of its capacity.
+    TextSource(const std::string& szSource) : TextSource(szSource, szSource.data() + szSource.capacity()) {}
+};
+
+// Gives an empty std::string a text. Where fifteen bytes may be read, a short one is
+// made of a fixed number of bytes and then cut, which spares the call for a copy
+// of unknown length.
+inline void emplaceText(std::string& szEmpty, const TextSource& source) {
+    const char* p = source.szText.data();
+    const std::size_t nSize = source.szText.size();
+    std::destroy_at(&szEmpty);
+    if (nSize <= SHORT_TEXT && source.pReadableEnd - p >= std::ptrdiff_t{SHORT_TEXT}) {
+        std::string* pText = ::new (static_cast<void*>(&szEmpty)) std::string(p, SHORT_TEXT);
+        pText->erase(nSize);
+    } else {
+        try {
+            ::new (static_cast<void*>(&szEmpty)) std::string(source.szText);
+        } catch (...) {
+            ::new (static_cast<void*>(&szEmpty)) std::string();
+            throw;
+        }
+    }
+}
+
+}  // namespace vdx
