@@ -8,7 +8,7 @@ namespace vdx {
 namespace {
 
 void put(std::FILE* pFile, std::string_view text) {
-    std::fwrite(text.data(), 1, text.size(), pFile);
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), pFile);  // Null must not be given.
 }
 
 // The coloured form of the first three characters; empty if they stay as they are.
