@@ -35,7 +35,8 @@ double roundToStep(double dValue, double dStep, Direction direction) {
     const double dRest = std::fmod(dValue, dStep);
     double dSteps = std::round((dValue - dRest) / dStep);
     dSteps += correction(direction, dSteps, dRest, dStep);
-    return std::copysign(dSteps * dStep, dSteps == 0 ? dValue : dSteps);
+    // No step, and not 0 times one that may be infinite.
+    return dSteps == 0 ? std::copysign(0.0, dValue) : dSteps * dStep;
 }
 
 // Half away from zero of dScaled, which is a product or quotient rounded from what it

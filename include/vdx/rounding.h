@@ -13,7 +13,7 @@
 // mathFloor(0.3, 0.1) is 0.2. Only the result is then rounded to a double. The sign of
 // dStep is ignored. A step of 0, a step so fine that it cannot change the number, and
 // numbers that are infinite or not a number give the number back; a step that is not a
-// number gives that.
+// number gives that. The multiples of an infinite step are 0 and the infinities.
 //
 // Thread-safety: all functions.
 

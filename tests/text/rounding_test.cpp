@@ -33,15 +33,15 @@ TEST(Rounding, ToMultiples) {
         {3.7, 0, 3.7, 3.7, 3.7},
         {INF, 2, INF, INF, INF},
         {5, INF, 0, INF, 0},
+        {-5, -INF, -INF, 0, 0},
+        {0, INF, 0, 0, 0},
         {5e-324, 1e-323, 0, 1e-323, 0},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.dValue << " by " << row.dStep);
-        if (std::isfinite(row.dStep)) {
-            EXPECT_EQ(mathFloor(row.dValue, row.dStep), row.dFloor);
-            EXPECT_EQ(mathCeil(row.dValue, row.dStep), row.dCeil);
-            EXPECT_EQ(mathNear(row.dValue, row.dStep), row.dNear);
-        }
+        EXPECT_EQ(mathFloor(row.dValue, row.dStep), row.dFloor);
+        EXPECT_EQ(mathCeil(row.dValue, row.dStep), row.dCeil);
+        EXPECT_EQ(mathNear(row.dValue, row.dStep), row.dNear);
     }
     EXPECT_TRUE(std::isnan(mathFloor(NOT_A_NUMBER)));
     EXPECT_TRUE(std::isnan(mathNear(1, NOT_A_NUMBER)));

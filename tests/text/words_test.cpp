@@ -1,4 +1,4 @@
-// Splitting, rounding and two-dimensional copies.
+// Splitting texts into pieces and words.
 #include <vdx/words.h>
 
 #include <gtest/gtest.h>
