@@ -52,6 +52,9 @@ private:
 class VDX_API chFileFilter {
 public:
     explicit chFileFilter(const std::string& filter) { SetFilter(filter); }
+    // Copies only: a filter that was moved from would have no lists.
+    chFileFilter(const chFileFilter&) = default;
+    chFileFilter& operator=(const chFileFilter&) = default;
 
     // Replaces all patterns. Throws std::regex_error for a pattern that is no regular
     // expression, which only one with a back-slash can be, or for one of those that

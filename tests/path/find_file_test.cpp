@@ -113,6 +113,9 @@ TEST(chFileFilter, SettingReplacesBothLists) {
     EXPECT_FALSE(filter.IsDenyFileName("x.b"));
     EXPECT_TRUE(copy.IsAcceptFileName("x.a"));
     EXPECT_TRUE(copy.IsDenyFileName("x.a"));
+    const chFileFilter moved = std::move(filter);
+    EXPECT_TRUE(moved.IsAcceptFileName("x.b"));
+    EXPECT_FALSE(filter.IsAcceptFileName("x.a")) << "still a filter";
 }
 
 TEST(chFileFilter, InvalidExpressionsThrow) {
