@@ -3,6 +3,7 @@
 #include <unistd.h>
 #include <vdx/console_input.h>
 
+#include <cerrno>
 #include <cstdio>
 
 #include "base/console_input_view.h"
@@ -28,6 +29,7 @@ void show(const std::string& strText) {
     if (nScreen < 0) return;
     for (std::size_t i = 0; i < strText.size();) {
         const auto nWritten = write(nScreen, strText.data() + i, strText.size() - i);
+        if (nWritten < 0 && errno == EINTR) continue;
         if (nWritten <= 0) return;
         i += static_cast<std::size_t>(nWritten);
     }
