@@ -66,8 +66,8 @@ std::string getAppDocumentsPath() {
 std::string getApplicationSupportPath() {
     const std::string name = executableName();
     log(CFSTR("applicationExecutableName:%@"), name);
-    const std::string path =
-        pathAppend(userDirectory(SYSDIR_DIRECTORY_APPLICATION_SUPPORT, Choice::First), name);
+    std::string path = userDirectory(SYSDIR_DIRECTORY_APPLICATION_SUPPORT, Choice::First);
+    if (!path.empty()) path = pathAppend(path, name);
     log(CFSTR("App Application Support Path:%@"), path);
     return path;
 }

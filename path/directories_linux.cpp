@@ -8,21 +8,26 @@
 
 namespace {
 
+// Without a directory there is nothing below it either.
+std::string below(const std::string& directory, const std::string& name) {
+    return directory.empty() ? directory : pathAppend(directory, name);
+}
+
 std::string userDataDirectory() {
     // The convention says to ignore a value that is no absolute path.
     const char* szData = std::getenv("XDG_DATA_HOME");
     if (szData && *szData == '/') return szData;
-    return pathAppend(vdxGetHomeDirectory(), ".local/share");
+    return below(vdxGetHomeDirectory(), ".local/share");
 }
 
 }  // namespace
 
 std::string getApplicationSupportPath() {
-    return pathAppend(userDataDirectory(), pathGetFileName(vdxGetExeFileName()));
+    return below(userDataDirectory(), pathGetFileName(vdxGetExeFileName()));
 }
 
 std::string getAppDocumentsPath() {
-    return pathAppend(vdxGetHomeDirectory(), "Documents");
+    return below(vdxGetHomeDirectory(), "Documents");
 }
 
 std::string getAppPath() {

@@ -68,6 +68,9 @@ TEST(PlatformDirectories, FollowTheUserAndTheExecutable) {
     EXPECT_EQ(getAppDocumentsPath(), "/home/somebody/Documents");
     EXPECT_EQ(getAppPath() + "/test_path", vdxGetExeFileName());
     EXPECT_EQ(getAppResourcePath(), getAppPath());
+    unsetenv("HOME");
+    EXPECT_EQ(getApplicationSupportPath(), "");
+    EXPECT_EQ(getAppDocumentsPath(), "");
 }
 
 }  // namespace
