@@ -9,13 +9,28 @@ namespace {
 
 constexpr std::size_t MAX_EXPRESSION = 1000;
 
-// The expression engine recurses once a character, so its input has a limit; no file
+// An expression engine may recurse once a character, so its input has a limit; no file
 // system has longer names.
 constexpr std::size_t MAX_EXPRESSION_NAME = 4096;
 
+std::regex compileText(const std::string& text) {
+#if defined(__GLIBCXX__)
+    // This library tries one way after another unless it is told to follow all ways at
+    // once: with four stars, a name of 255 characters takes it minutes then. Only
+    // references back to groups need the other way.
+    try {
+        return std::regex(text, std::regex::ECMAScript | std::regex_constants::__polynomial);
+    } catch (const std::regex_error&) {
+        return std::regex(text);
+    }
+#else
+    return std::regex(text);
+#endif
+}
+
 std::regex compile(std::string_view pattern) {
     if (pattern.size() > MAX_EXPRESSION) throw std::regex_error(std::regex_constants::error_complexity);
-    return std::regex(chFileFilter::fileExpress2REText(std::string(pattern)));
+    return compileText(chFileFilter::fileExpress2REText(std::string(pattern)));
 }
 
 }  // namespace

@@ -87,6 +87,8 @@ TEST(chFileFilter, Table) {
         {"\\d*", "up7", false, false},
         {"\\w|x*", "q", true, false},
         {"\\*", "...", true, false},
+        {"\\(a\\)\\1", "\\a\\a\\", true, false},
+        {"\\(a\\)\\1", "\\a\\b\\", false, false},
         {"???", "\xE2\x82\xAC", true, false},
         {"*", "a\nb", false, false},
         {"*\n*", "a\nb", true, false},
@@ -121,6 +123,7 @@ TEST(chFileFilter, SettingReplacesBothLists) {
 TEST(chFileFilter, InvalidExpressionsThrow) {
     EXPECT_THROW(chFileFilter("a\\"), std::regex_error);
     EXPECT_THROW(chFileFilter("\\(*"), std::regex_error);
+    EXPECT_THROW(chFileFilter("(a)\\1"), std::regex_error) << "there is no group";
     EXPECT_THROW(chFileFilter(std::string(2000, 'a') + "\\d"), std::regex_error);
     chFileFilter filter("*.old");
     EXPECT_THROW(filter.SetFilter("*.a;b\\;*.c"), std::regex_error);
@@ -143,6 +146,7 @@ TEST(chFileFilter, VeryLongNamesAndPatternsEnd) {
     EXPECT_TRUE(chFileFilter(std::string(100000, '*')).IsAcceptFileName(name));
     EXPECT_FALSE(chFileFilter("\\w*").IsAcceptFileName(name)) << "too long for an expression";
     EXPECT_TRUE(chFileFilter("\\w*").IsAcceptFileName(name.substr(0, 4096)));
+    EXPECT_FALSE(chFileFilter("*a*a*a*a*a*a\\d").IsAcceptFileName(name.substr(0, 255)));
 }
 
 // The same answers as the regular expression that a pattern means, for all short
