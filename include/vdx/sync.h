@@ -71,7 +71,8 @@ private:
 // first OpenEvent gives an event without.
 //
 // Thread-safety: waiting, setting and resetting from any thread; open and close an object while no other
-// thread is inside one of its operations.
+// thread is inside one of its operations. A forked child has its own copy, in whatever state another thread
+// left it: fork while no other thread uses events, or exec.
 class VDX_API chEvent {
 public:
     struct EventInfo;  // What the users of a name share.
