@@ -5,6 +5,8 @@
 
 #include <vdx/xml.h>
 
+#include "xml/scan.h"
+
 namespace vdx {
 
 namespace {
@@ -22,16 +24,18 @@ const Entity* entityAt(std::string_view szText) {
 // One pass does what replacing the five in turn, "&amp;" last, would do: no
 // replacement can complete another entity except the ampersand, which comes last.
 std::string_view decodeEntities(std::string_view szPhrase, std::string& szResult) {
-    szResult.clear();
-    while (!szPhrase.empty()) {
-        const std::size_t nPlain = std::min(szPhrase.find('&'), szPhrase.size());
-        szResult.append(szPhrase.data(), nPlain);
-        szPhrase.remove_prefix(nPlain);
-        if (szPhrase.empty()) break;
-        const Entity* pEntity = entityAt(szPhrase);
-        szResult.push_back(pEntity ? pEntity->c : '&');
-        szPhrase.remove_prefix(pEntity ? pEntity->nSize : 1);
+    szResult.resize(szPhrase.size());
+    const char* p = szPhrase.data();
+    const char* pEnd = p + szPhrase.size();
+    char* pTo = szResult.data();
+    while (const char* pAmpersand = findByte(p, pEnd, '&')) {
+        pTo = std::copy(p, pAmpersand, pTo);
+        const Entity* pEntity = entityAt(between(pAmpersand, pEnd));
+        *pTo++ = pEntity ? pEntity->c : '&';
+        p = pAmpersand + (pEntity ? pEntity->nSize : 1);
     }
+    pTo = std::copy(p, pEnd, pTo);
+    szResult.resize(static_cast<std::size_t>(pTo - szResult.data()));
     return szResult;
 }
 
@@ -50,7 +54,7 @@ std::string xmlText2XMLPhrase(const std::string& szText) {
     const char* pEnd = pFrom + szText.size();
     while (pFrom != pEnd) {
         char* pTo = buffer;
-        vdx::copyEscaped(pFrom, pEnd, pTo, buffer + sizeof buffer);
+        vdx::copyEscaped(pFrom, pEnd, pEnd, pTo, buffer + sizeof buffer);
         szResult.append(buffer, pTo);
     }
     return szResult;

@@ -33,9 +33,11 @@ inline constexpr std::array<Entity, 64> ENTITY_OF_BYTE = [] {
 std::string_view decodeEntities(std::string_view szPhrase, std::string& szResult);
 
 // Copying while escaping. Goes on until the source ends or fewer than
-// ESCAPE_ROOM bytes are left in the target, and moves both pointers.
+// ESCAPE_ROOM bytes are left in the target, and moves both pointers. Memory behind
+// the source may be read, not used, up to pReadableEnd.
 constexpr std::ptrdiff_t ESCAPE_ROOM = 32;
-void copyEscaped(const char*& pFrom, const char* pFromEnd, char*& pTo, const char* pToEnd);
+void copyEscaped(const char*& pFrom, const char* pFromEnd, const char* pReadableEnd, char*& pTo,
+                 const char* pToEnd);
 // The same without vector instructions: for other processors and for tests.
 void copyEscapedPortable(const char*& pFrom, const char* pFromEnd, char*& pTo, const char* pToEnd);
 

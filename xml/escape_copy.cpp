@@ -51,7 +51,8 @@ unsigned int copyBlock(const char* pFrom, char* pTo) {
 
 }  // namespace
 
-void copyEscaped(const char*& pFrom, const char* pFromEnd, char*& pTo, const char* pToEnd) {
+void copyEscaped(const char*& pFrom, const char* pFromEnd, [[maybe_unused]] const char* pReadableEnd,
+                 char*& pTo, const char* pToEnd) {
 #ifdef VDX_ESCAPE_BLOCKS
     const char* p = pFrom;
     char* pOut = pTo;
@@ -59,8 +60,8 @@ void copyEscaped(const char*& pFrom, const char* pFromEnd, char*& pTo, const cha
         const auto nLeft = static_cast<std::size_t>(pFromEnd - p);
         const std::size_t nSize = std::min<std::size_t>(nLeft, 16);
         std::size_t nPlain = 0;
-        if (nSize == 16) {
-            nPlain = copyBlock(p, pOut);
+        if (pReadableEnd - p >= 16) {
+            nPlain = std::min<std::size_t>(copyBlock(p, pOut), nSize);
         } else {
             char tail[16] = {};
             copyShort(tail, p, nSize);

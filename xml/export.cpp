@@ -31,11 +31,12 @@ public:
         if (room() == 0) flush();
         *m_pEnd++ = c;
     }
-    void addEscaped(std::string_view szText) {
+    void addEscaped(const std::string& szText) {
         const char* p = szText.data();
         const char* pEnd = p + szText.size();
+        const char* pReadableEnd = p + szText.capacity() + 1;
         for (;;) {
-            vdx::copyEscaped(p, pEnd, m_pEnd, limit());
+            vdx::copyEscaped(p, pEnd, pReadableEnd, m_pEnd, limit());
             if (p == pEnd) return;
             flush();
         }

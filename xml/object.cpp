@@ -127,7 +127,7 @@ chXmlObject chXmlObject::AddChildObject(const chXmlObject& child) {
         vdxOutputWarningString("chXmlObject::AddChildObject: the child has a place in a tree already");
         return child;
     }
-    const chXmlObject kept = child;  // The child's handle may be this one.
+    chXmlObject kept = child;  // The child's handle may be this one.
     if (!m_pNode) m_pNode = xmlRecords::make(xmlDocument, false, std::string_view());
     appendNode(kept.m_pNode);
     return kept;
@@ -138,7 +138,9 @@ chXmlObject chXmlObject::AddChildObject(xmlType nType, const std::string& szText
 }
 
 chXmlElement chXmlObject::AddChildElement(const std::string& szName) {
-    return AddChildObject(chXmlElement(szName));
+    chXmlElement child(szName);
+    AddChildObject(child);
+    return child;
 }
 
 void chXmlObject::RemoveChildObject(const chXmlObject& child) {
