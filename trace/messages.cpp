@@ -31,39 +31,40 @@ std::string messageLine(const char* szTag, const char* szFile, int nLine, const 
 }  // namespace
 
 void vdxTrace(int nLevel, const char* szFormat, ...) {
-    if (!vdx::traceLevelPasses(nLevel)) return;
+    if (vdx::isTraceSuppressed(nLevel)) return;
     va_list args;
     va_start(args, szFormat);
-    vdx::traceFormatted(nullptr, szFormat, args);
+    vdx::traceFormatted(nLevel, nullptr, szFormat, args);
     va_end(args);
 }
 
 void vdxTrace(int nLevel, const std::string& text) {
-    if (vdx::traceLevelPasses(nLevel)) vdx::traceText(nullptr, text);
+    if (!vdx::isTraceSuppressed(nLevel)) vdx::traceText(nLevel, nullptr, text);
 }
 
 void vdxModuleTrace(int nLevel, const char* szModule, const char* szFormat, ...) {
-    if (!vdx::traceLevelPasses(nLevel)) return;
+    if (vdx::isTraceSuppressed(nLevel)) return;
     va_list args;
     va_start(args, szFormat);
-    vdx::traceFormatted(szModule, szFormat, args);
+    vdx::traceFormatted(nLevel, szModule, szFormat, args);
     va_end(args);
 }
 
 void vdxModuleTrace(int nLevel, const char* szModule, const std::string& text) {
-    if (vdx::traceLevelPasses(nLevel)) vdx::traceText(szModule, text);
+    if (!vdx::isTraceSuppressed(nLevel)) vdx::traceText(nLevel, szModule, text);
 }
 
 void tracePrintf(const char* szFormat, ...) {
-    if (!vdx::traceLevelPasses(LEVEL_DEBUG)) return;
+    if (vdx::isTraceSuppressed(LEVEL_DEBUG)) return;
     va_list args;
     va_start(args, szFormat);
-    vdx::traceFormatted(nullptr, szFormat, args);
+    vdx::traceFormatted(LEVEL_DEBUG, nullptr, szFormat, args);
     va_end(args);
 }
 
 void vdxTraceObject(const std::string& name, const std::string& value) {
-    if (vdx::traceLevelPasses(LEVEL_OBJECT)) vdx::traceText(nullptr, name + " = \"" + value + '"');
+    if (!vdx::isTraceSuppressed(LEVEL_OBJECT))
+        vdx::traceText(LEVEL_OBJECT, nullptr, name + " = \"" + value + '"');
 }
 
 // The precision asks for at least eight digits; the C standard leaves it open for

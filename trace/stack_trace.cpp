@@ -104,7 +104,7 @@ chTraceStack::chTraceStack(int nLevel, const char* szFunction, const char* szFor
         qv::append_format_v(line, szFormat, args);
         va_end(args);
     }
-    vdx::traceText(nullptr, line);
+    vdx::traceText(vdx::ANY_LEVEL, nullptr, line);
 }
 
 chTraceStack::~chTraceStack() {
@@ -113,7 +113,7 @@ chTraceStack::~chTraceStack() {
     std::string line = indent(uCTraceHelper::getInstance()->pop_trace_level());
     line += "} ";
     line += m_szName;
-    vdx::traceText(nullptr, line);
+    vdx::traceText(vdx::ANY_LEVEL, nullptr, line);
 }
 
 int& simpStackTracer::getDepth() {

@@ -54,12 +54,28 @@ struct uCTraceHelper::Private {
 // The mutex for the length of a scope, with errno and nesting looked after.
 class uCTraceHelper::Guard {
 public:
-    explicit Guard(uCTraceHelper& helper) : m_helper(helper) { m_helper.enter(); }
-    ~Guard() { m_helper.leave(); }
+    explicit Guard(uCTraceHelper& helper) : m_helper(helper) {
+        // A line is written in about a microsecond, a sleep and its end cost several.
+        for (int i = 0; i < 100 && s_bBusy.load(std::memory_order_relaxed); ++i)
+            relax();
+        m_helper.enter();
+        s_bBusy.store(true, std::memory_order_relaxed);
+    }
+    ~Guard() {
+        s_bBusy.store(false, std::memory_order_relaxed);
+        m_helper.leave();
+    }
     Guard(const Guard&) = delete;
     Guard& operator=(const Guard&) = delete;
 
 private:
+    static void relax() {
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    }
+    static constinit inline std::atomic<bool> s_bBusy{false};  // A hint: the mutex decides.
+
     const vdx::ErrnoSaver m_errno;
     const vdx::TraceNesting m_nesting{vdx::TraceNesting::INSIDE};
     uCTraceHelper& m_helper;
@@ -186,7 +202,7 @@ bool uCTraceHelper::RedirectToFileTrace(const std::string& name, int nSizeKiB, i
 // --- Outputs ----------------------------------------------------------------
 
 void uCTraceHelper::TraceOutString(const char* szModule, const std::string& text) {
-    vdx::traceText(szModule, text);
+    vdx::traceText(vdx::ANY_LEVEL, szModule, text);
 }
 
 bool uCTraceHelper::TraceConstString(const std::string& text) {

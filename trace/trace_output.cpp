@@ -6,25 +6,18 @@
 #include "base/errno_saver.h"
 #include "siblings/qvstl/format.h"
 #include "trace/line_prefix.h"
-#include "trace/trace_state.h"
 
 namespace vdx {
 
 namespace {
 
-chTraceOption& processOption() {
-    chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
-    if (pOption) return *pOption;
-    const ErrnoSaver saver;
-    return *uCTraceHelper::getInstance()->GetProcessTraceOption();
-}
-
 // One line on its way: its prefix, then what `appendText` adds.
 template <class AppendText>
-void traceLine(const char* szModule, AppendText appendText) {
+void traceLine(int nLevel, const char* szModule, AppendText appendText) {
     constexpr std::size_t USUAL_LINE = 256;
     const ErrnoSaver saver;
-    if (effectiveMethod(processOption()) == chTraceOption::METHOD_NULL) return;
+    chTraceOption& option = processOption();
+    if (nLevel > effectiveLevel(option) || effectiveMethod(option) == chTraceOption::METHOD_NULL) return;
     selectOutput();
     const int nBefore = TraceNesting::depth();
     if (nBefore == TraceNesting::INSIDE_TWICE) return;
@@ -39,16 +32,17 @@ void traceLine(const char* szModule, AppendText appendText) {
 
 }  // namespace
 
-bool traceLevelPasses(int nLevel) {
-    return nLevel <= effectiveLevel(processOption());
+[[gnu::cold]] chTraceOption& makeProcessOption() {
+    const ErrnoSaver saver;
+    return *uCTraceHelper::getInstance()->GetProcessTraceOption();
 }
 
-void traceText(const char* szModule, const std::string& text) {
-    traceLine(szModule, [&](std::string& line) { line += text; });
+void traceText(int nLevel, const char* szModule, const std::string& text) {
+    traceLine(nLevel, szModule, [&](std::string& line) { line += text; });
 }
 
-void traceFormatted(const char* szModule, const char* szFormat, va_list args) {
-    traceLine(szModule, [&](std::string& line) { qv::append_format_v(line, szFormat, args); });
+void traceFormatted(int nLevel, const char* szModule, const char* szFormat, va_list args) {
+    traceLine(nLevel, szModule, [&](std::string& line) { qv::append_format_v(line, szFormat, args); });
 }
 
 void traceConsoleCopy(const std::string& line) {

@@ -2,18 +2,41 @@
 #pragma once
 
 #include <cstdarg>
+#include <limits>
 #include <string>
+
+#include "trace/trace_state.h"
 
 namespace vdx {
 
-// Whether a message of this level is written at all.
-bool traceLevelPasses(int nLevel);
+// The pair of this process, made now.
+chTraceOption& makeProcessOption();
 
-// Writes a line with its prefix by the process's output method: a finished text, or a
-// formatted one.
-void traceText(const char* szModule, const std::string& text);
-void traceFormatted(const char* szModule, const char* szFormat, va_list args)
-    __attribute__((format(printf, 2, 0)));
+inline chTraceOption& processOption() {
+    chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
+    return pOption ? *pOption : makeProcessOption();
+}
+
+// Whether a message of this level is written at all.
+inline bool traceLevelPasses(int nLevel) {
+    return nLevel <= effectiveLevel(processOption());
+}
+
+// A quick answer to the same: true only if the message is surely not written. Makes
+// nothing and calls nothing, so that a suppressed message costs next to nothing.
+inline bool isTraceSuppressed(int nLevel) {
+    chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
+    return pOption && nLevel > effectiveLevel(*pOption);
+}
+
+// The level of lines that are written whatever the process's level.
+inline constexpr int ANY_LEVEL = std::numeric_limits<int>::min();
+
+// Writes a line with its prefix by the process's output method, if its level passes: a
+// finished text, or a formatted one.
+void traceText(int nLevel, const char* szModule, const std::string& text);
+void traceFormatted(int nLevel, const char* szModule, const char* szFormat, va_list args)
+    __attribute__((format(printf, 3, 0)));
 
 // Writes a line without a prefix by the process's output method, unless that is
 // the console, where the caller has written it already, or nothing.
