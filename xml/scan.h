@@ -15,12 +15,12 @@ constexpr std::uint8_t CLASS_AMPERSAND = 8;
 
 constexpr std::array<std::uint8_t, 256> makeByteClasses() {
     std::array<std::uint8_t, 256> classes{};
-    for (const unsigned char c : {' ', '\t', '\r', '\n'})
-        classes[c] |= CLASS_WHITE | CLASS_SEPARATOR;
-    for (const unsigned char c : {'"', '=', '<', '>'})
-        classes[c] |= CLASS_SEPARATOR;
-    for (const unsigned char c : {'"', '&', '\'', '<', '>'})
-        classes[c] |= CLASS_ESCAPE;
+    for (const char c : {' ', '\t', '\r', '\n'})
+        classes[static_cast<unsigned char>(c)] |= CLASS_WHITE | CLASS_SEPARATOR;
+    for (const char c : {'"', '=', '<', '>'})
+        classes[static_cast<unsigned char>(c)] |= CLASS_SEPARATOR;
+    for (const char c : {'"', '&', '\'', '<', '>'})
+        classes[static_cast<unsigned char>(c)] |= CLASS_ESCAPE;
     classes['&'] |= CLASS_AMPERSAND;
     return classes;
 }

@@ -68,7 +68,7 @@ TEST_F(chXmlExport, Entities) {
     for (int i = 0; i < 2000; ++i) {
         std::string szText;
         for (auto n = random() % 80; n > 0; --n)
-            szText += static_cast<char>(random() % 3 ? random() % 256 : "\"&'<>"[random() % 5]);
+            szText += random() % 3 ? static_cast<char>(random() % 256) : "\"&'<>"[random() % 5];
         EXPECT_EQ(szText, xmlXMLPhrase2Text(xmlText2XMLPhrase(szText)));
     }
 }

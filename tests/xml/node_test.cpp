@@ -165,7 +165,8 @@ TEST_F(chXmlNode, AssignmentFromInsideItsOwnTree) {
     const chXmlObject& same = handle;
     handle = same;
     EXPECT_EQ("(4 'b'(4 'c'))", dump(handle));
-    handle = std::move(handle);
+    chXmlObject& self = handle;
+    handle = std::move(self);
     EXPECT_TRUE(handle.hasData());
     const chXmlObject moved = std::move(handle);
     EXPECT_EQ("b", moved.tagName());

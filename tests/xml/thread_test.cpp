@@ -1,6 +1,7 @@
 // Handles on many threads; cells freed by other threads than took them.
 #include <sys/wait.h>
 #include <unistd.h>
+#include <array>
 #include <barrier>
 #include <cstdlib>
 #include <thread>
@@ -45,7 +46,7 @@ TEST_F(chXmlThreads, HandlesOnOneTree) {
 TEST_F(chXmlThreads, DroppingATreeInPieces) {
     for (int nRound = 0; nRound < 300; ++nRound) {
         chXmlObject root = chXmlDocument::ParseDocument("<r><a><b><c/></b></a><d><e/></d></r>");
-        std::vector<chXmlObject> handles = {root["r"]["a"], root["r"]["a"]["b"], root["r"]["a"]["b"]["c"],
+        std::array<chXmlObject, 6> handles = {root["r"]["a"], root["r"]["a"]["b"], root["r"]["a"]["b"]["c"],
                                             root["r"]["d"], root["r"]["d"]["e"], std::move(root)};
         std::barrier start(static_cast<std::ptrdiff_t>(handles.size()));
         std::vector<std::thread> threads;
@@ -80,7 +81,7 @@ TEST_F(chXmlThreads, CellsComeBackFromOtherThreads) {
 }
 
 TEST_F(chXmlThreads, ManyThreadsReadAndReleaseEachOthersDocuments) {
-    std::vector<chXmlObject> documents(THREADS);
+    std::array<chXmlObject, THREADS> documents;
     for (int nRound = 0; nRound < 20; ++nRound) {
         std::barrier swap(THREADS);
         std::vector<std::thread> threads;
