@@ -7,7 +7,8 @@
 
 int main(int argc, char** argv) {
     const std::string szPath =
-        argc > 1 ? argv[1] : vdxGetTempDirectory() + "/vdx_config_" + std::to_string(vdxGetCurrentProcessId()) + ".xml";
+        argc > 1 ? argv[1]
+                 : vdxGetTempDirectory() + "/vdx_config_" + std::to_string(vdxGetCurrentProcessId()) + ".xml";
 
     // The first run finds no file: the document is empty and gets its defaults.
     chXmlFile file(szPath);

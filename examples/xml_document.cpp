@@ -32,7 +32,8 @@ int main() {
     if (!order.hasData()) return 1;
     int nItems = 0;
     for (chXmlElement item = order["item"]; item.hasData(); item = item.FindNextElement("item")) {
-        std::printf("%s: %s\n", item.GetAttributeValue("sku", "?").c_str(), item.getChild().tagName().c_str());
+        std::printf("%s: %s\n", item.GetAttributeValue("sku", "?").c_str(),
+                    item.getChild().tagName().c_str());
         ++nItems;
     }
 

@@ -47,7 +47,7 @@ TEST_F(chXmlThreads, DroppingATreeInPieces) {
     for (int nRound = 0; nRound < 300; ++nRound) {
         chXmlObject root = chXmlDocument::ParseDocument("<r><a><b><c/></b></a><d><e/></d></r>");
         std::array<chXmlObject, 6> handles = {root["r"]["a"], root["r"]["a"]["b"], root["r"]["a"]["b"]["c"],
-                                            root["r"]["d"], root["r"]["d"]["e"], std::move(root)};
+                                              root["r"]["d"], root["r"]["d"]["e"], std::move(root)};
         std::barrier start(static_cast<std::ptrdiff_t>(handles.size()));
         std::vector<std::thread> threads;
         for (chXmlObject& handle : handles) {
