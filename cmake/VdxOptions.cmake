@@ -30,10 +30,6 @@ endif()
 if(VDX_WERROR)
   list(APPEND VDX_WARNINGS -Werror)
 endif()
-if(VDX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # With the sanitizers' instrumentation g++ warns about members of <regex> that are set.
-  list(APPEND VDX_WARNINGS -Wno-maybe-uninitialized)
-endif()
 if(VDX_SANITIZE)
   # -fno-sanitize-recover: a finding of the undefined-behaviour sanitizer ends the test.
   add_compile_options(-fsanitize=${VDX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
