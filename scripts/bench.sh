@@ -6,13 +6,13 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh bench
 cmake --preset release
 cmake --build --preset release -j"$(getconf _NPROCESSORS_ONLN)"
-names=("$@")
-if [ ${#names[@]} -eq 0 ]; then
-  for folder in bench/*/; do names+=("$(basename "$folder")"); done
+programs=()
+if [ $# -gt 0 ]; then
+  for name in "$@"; do programs+=("$(find build/release/bench -type f -name "bench_$name")"); done
+else
+  mapfile -t programs < <(find build/release/bench -type f -name 'bench_*' -perm -u+x | sort)
 fi
-for name in "${names[@]}"; do
-  program=build/release/bench/$name/bench_$name
-  [ -x "$program" ] || continue
-  echo "== $name"
+for program in "${programs[@]}"; do
+  echo "== $(basename "$program")"
   "$program"
 done
