@@ -21,8 +21,10 @@ SingletonGate::Verdict SingletonGate::enter() {
     const chReentrantGuard guard(getStaticObjectCritical());
     if (find()) return Verdict::AlreadyMade;
     const std::uint64_t idSelf = vdxGetCurrentThreadId();
-    if (m_idOwnerThread == 0) {
+    const int idProcess = vdxGetCurrentProcessId();
+    if (m_idOwnerThread == 0 || m_idOwnerProcess != idProcess) {
         m_idOwnerThread = idSelf;
+        m_idOwnerProcess = idProcess;
         ++s_nCreating;
         ++t_nCreating;
         return Verdict::First;

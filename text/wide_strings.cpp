@@ -30,7 +30,7 @@ bool equalFolded(wchar_t left, wchar_t right) {
 
 }  // namespace
 
-// The exception specification is whatever the C library's own declaration says.
+// Whether these are noexcept is what the C library's own declarations say.
 extern "C" {
 
 VDX_API wchar_t* wcscpy(wchar_t* pTarget,
