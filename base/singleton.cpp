@@ -21,10 +21,8 @@ SingletonGate::Verdict SingletonGate::enter() {
     const chReentrantGuard guard(getStaticObjectCritical());
     if (find()) return Verdict::AlreadyMade;
     const std::uint64_t idSelf = vdxGetCurrentThreadId();
-    const int idProcess = vdxGetCurrentProcessId();
-    if (m_idOwnerThread == 0 || m_idOwnerProcess != idProcess) {
+    if (m_idOwnerThread == 0) {
         m_idOwnerThread = idSelf;
-        m_idOwnerProcess = idProcess;
         ++s_nCreating;
         ++t_nCreating;
         return Verdict::First;

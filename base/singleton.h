@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <new>
 
 #include "base/no_destructor.h"
 
@@ -36,10 +35,7 @@ public:
 
 private:
     std::atomic<void*> m_pObject{nullptr};
-    // Both under the static-object lock. A creator in another process is this one's
-    // parent, in which it was forked: here nobody goes on creating.
-    std::uint64_t m_idOwnerThread = 0;  // 0: nobody yet.
-    int m_idOwnerProcess = 0;
+    std::uint64_t m_idOwnerThread = 0;  // Under the static-object lock; 0: nobody yet.
 };
 
 // The instance of T. T gives its name for the re-entry line as
@@ -77,12 +73,9 @@ private:
         return s_gate.find();
     }
 
-    // The gate lets one thread in, once a process: a child that was forked while
-    // another thread was here starts anew, over what that thread left.
     static void* make() {
-        using Storage = NoDestructor<T>;
-        alignas(Storage) static unsigned char s_storage[sizeof(Storage)];
-        T* pObject = &(::new (static_cast<void*>(s_storage)) Storage())->get();
+        static NoDestructor<T> s_objObject;
+        T* pObject = &s_objObject.get();
         s_gate.publish(pObject);
         if constexpr (requires { pObject->OnProcessExit(); }) {
             struct ExitHook {

@@ -22,15 +22,6 @@ struct Slow {
     }
 };
 
-struct SlowForForks {
-    static constexpr const char* SINGLETON_NAME = "SlowForForks";
-    static inline std::atomic<bool> s_bBegun{false};
-    SlowForForks() {
-        s_bBegun = true;
-        vdxSleep(200);
-    }
-};
-
 struct Reentrant {
     static constexpr const char* SINGLETON_NAME = "Reentrant";
     Reentrant() { vdx::Singleton<Reentrant>::getInstance(); }
@@ -92,18 +83,4 @@ TEST(Singleton, TellsTheObjectThatTheProcessEnds) {
         std::exit(0);
     });
     EXPECT_EQ(result.out, "bye\n");
-}
-
-TEST(Singleton, AChildForkedDuringCreationMakesItsOwn) {
-    using One = vdx::Singleton<SlowForForks>;
-    std::thread creator([] { One::getInstance(); });
-    while (!SlowForForks::s_bBegun)
-        vdxSwitchToThread();
-    const auto result = vdxtest::runInChild([] {
-        alarm(10);  // Waiting for the thread that is not here would never end.
-        if (One::findInstance() != nullptr) return 1;
-        return &One::getInstance() == One::findInstance() ? 0 : 2;
-    });
-    creator.join();
-    EXPECT_EQ(result.exitCode(), 0);
 }
