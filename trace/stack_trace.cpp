@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 #include <vdx/trace_helper.h>
@@ -47,9 +46,7 @@ std::string_view scopeName(const char* szFunction, bool bWithParameters) {
 
 template <std::size_t SIZE>
 void copyName(char (&szName)[SIZE], std::string_view name) {
-    const std::size_t nLength = std::min(name.size(), SIZE - 1);
-    std::memcpy(szName, name.data(), nLength);
-    szName[nLength] = 0;
+    szName[name.copy(szName, SIZE - 1)] = 0;
 }
 
 bool hasText(const char* szFormat) {
