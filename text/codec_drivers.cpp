@@ -38,6 +38,7 @@ struct hexReader {
     explicit hexReader(const codecKernels& kernels) : m_kernels(kernels) {}
 
     static std::size_t mostBytes(std::size_t nText) { return nText / 2 + 1; }
+    static bool isForeign(char c) { return base16Value(c) == s_nForeign; }
     bool isIdle() const { return m_nPending == s_nForeign; }
     bool isEnded() const { return false; }
 
@@ -107,6 +108,7 @@ struct base64Reader {
     explicit base64Reader(const codecKernels& kernels) : m_kernels(kernels) {}
 
     static std::size_t mostBytes(std::size_t nText) { return nText / 4 * 3 + 3; }
+    static bool isForeign(char c) { return base64Value(c) == s_nForeign; }
     bool isIdle() const { return m_nPending == 0; }
     bool isEnded() const { return m_bEnded; }
 
@@ -147,13 +149,14 @@ struct base64Reader {
 };
 
 // Reads [p, pEnd) until the reader's end of text. Where clean runs are short, they are not looked for
-// at each character.
+// at each character; none begins at a foreign one, so a line end of two characters and an indentation
+// do not count as short runs.
 template <typename READER>
 void readPiece(READER& reader, const char* p, const char* pEnd) {
     constexpr std::ptrdiff_t nShort = 32;
     const char* pTryNext = p;
     while (p != pEnd && !reader.isEnded()) {
-        if (p >= pTryNext && reader.isIdle()) {
+        if (p >= pTryNext && reader.isIdle() && !READER::isForeign(*p)) {
             const auto nTaken =
                 static_cast<std::ptrdiff_t>(reader.takeClean(p, static_cast<std::size_t>(pEnd - p)));
             p += nTaken;

@@ -30,11 +30,13 @@ std::string spacedText(std::size_t n) {
 std::string base64Text(std::size_t n) {
     return vdxBin2Base64(plainBytes(n).data(), static_cast<int>(n));
 }
+template <std::size_t nEnd>
 std::string base64Lines(std::size_t n) {
-    std::string strText = base64Text(n);
-    for (std::size_t i = 76; i < strText.size(); i += 77)
-        strText.insert(i, 1, '\n');
-    return strText + '\n';
+    const std::string strText = base64Text(n);
+    std::string strLines;
+    for (std::size_t i = 0; i < strText.size(); i += 76)
+        strLines.append(strText, i, 76).append(nEnd == 2 ? "\r\n" : "\n");
+    return strLines;
 }
 
 using ownEncoder = std::string (*)(const void*, int);
@@ -120,7 +122,12 @@ std::vector<codecEntry> allCodecs() {
           {"Beast", beast::decodeBase64}},
          5},
         {"base-64 decode, lines of 76",
-         base64Lines,
+         base64Lines<1>,
+         own<vdxBase642Bin>,
+         {{"OpenSSL", openssl::decodeLines}},
+         5},
+        {"base-64 decode, lines of 76 with CR LF",
+         base64Lines<2>,
          own<vdxBase642Bin>,
          {{"OpenSSL", openssl::decodeLines}},
          5},

@@ -42,8 +42,8 @@ VDX_API std::vector<unsigned char> vdxBase162Bin(const std::string& strText);
 // exactly 2 * nLength characters long or there is nowhere to write; otherwise true.
 //
 // Kept: the characters are not checked. One that is no digit counts as 255, so a bad first digit gives
-// a high half of F, and a bad second digit the byte FF. Where the text may be bad, compare
-// vdxBase162Bin(strText).size() with the length expected instead.
+// a high half of F, and a bad second digit the byte FF. Where the text may be bad, ask vdxA2HEX for each
+// character first.
 VDX_API bool fetchBytesFromBase16(const std::string& strText, void* pOut, int nLength);
 
 // The value of a hexadecimal digit of either case, 0 to 15; 255 for any other character.

@@ -222,6 +222,30 @@ TEST_F(codePageTest, TablesInDisorderAreSearchedInBounds) {
     }
 }
 
+// The bisection halves towards the first record: which of several records with one code it meets, and
+// what it misses in a table in disorder, are part of its answers.
+TEST_F(codePageTest, TheBisectionMeetsTheRecordsItMust) {
+    const struct {
+        std::vector<codePair> records;
+        unsigned nCode, nWide;
+    } rows[] = {
+        {{{1, 10}, {2, 20}, {3, 20}, {4, 30}}, 20, 2},
+        {{{1, 10}, {2, 20}, {3, 20}, {4, 20}, {5, 30}}, 20, 3},
+        {{{1, 10}, {2, 10}, {3, 10}}, 10, 1},
+        {{{1, 10}, {2, 20}, {3, 30}, {4, 30}}, 30, 4},
+        {{{1, 10}, {2, 50}, {3, 30}, {4, 20}, {5, 60}}, 30, 3},
+        {{{1, 10}, {2, 50}, {3, 30}, {4, 20}, {5, 60}}, 20, '?'},
+        {{{1, 10}, {2, 50}, {3, 30}, {4, 20}, {5, 60}}, 50, '?'},
+        {{{1, 30}, {2, 20}, {3, 10}}, 10, 3},
+        {{{1, 30}, {2, 20}, {3, 10}}, 20, '?'},
+    };
+    for (const auto& row : rows) {
+        ASSERT_TRUE(loadRecords(row.records));
+        EXPECT_EQ(m_page.MBCS2W_fast(static_cast<unsigned short>(row.nCode)), row.nWide)
+            << row.records.size() << " records, code " << row.nCode;
+    }
+}
+
 TEST_F(codePageTest, EqualsIconv) {
     iconvConverter toWide("UTF-16BE", "GBK"), toBytes("GBK", "UTF-16BE");
     if (!toWide.isOpen() || !toBytes.isOpen()) GTEST_SKIP() << "iconv has no GBK here";

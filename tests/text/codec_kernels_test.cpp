@@ -202,9 +202,10 @@ TEST(codecKernels, DecodersEqualTheRulesOnLongDirtyTexts) {
         for (int nRound = 0; nRound < 60; ++nRound) {
             for (const std::string& strText : cleanTexts(random, 6000 + random() % 3000)) {
                 const std::size_t nLine = 1 + random() % 400;
+                const char* const aEnds[] = {"\n", "\n", "\n", "\r\n", "\r\n\t  "};
                 std::string strLines;
                 for (std::size_t i = 0; i < strText.size(); i += nLine)
-                    strLines += strText.substr(i, nLine) + (random() % 8 == 0 ? "\r\n" : "\n");
+                    strLines += strText.substr(i, nLine) + aEnds[random() % std::size(aEnds)];
                 ASSERT_TRUE(check(strLines));
             }
         }
