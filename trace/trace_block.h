@@ -55,7 +55,7 @@ private:
     basePoolAlloc m_pool;
     chTraceOption m_default{0x7FFFFFFF, chTraceOption::METHOD_CONSOLE};
     std::uint32_t m_nProcesses = 0;
-    std::uint32_t m_nUnused = 0;
+    [[maybe_unused]] std::uint32_t m_nUnused = 0;  // Keeps the links after it at multiples of 8.
     list_chain_offset m_processes;
     std::uint64_t m_nLines = 0;
     list_chain_offset m_lines;
