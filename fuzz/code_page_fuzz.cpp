@@ -8,6 +8,21 @@
 
 #include "siblings/pmrfile/whole_file.h"
 
+namespace {
+
+// What the first record in the file that has the Unicode code says of it.
+unsigned short searchFile(const std::string& strFile, unsigned short nWide) {
+    const auto at = [&](std::size_t i) {
+        return static_cast<unsigned short>(static_cast<std::uint8_t>(strFile[i]) << 8 |
+                                           static_cast<std::uint8_t>(strFile[i + 1]));
+    };
+    for (std::size_t i = 0; i + 4 <= strFile.size(); i += 4)
+        if (at(i) == nWide) return at(i + 2);
+    return '?';
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     static const std::string s_strPath = "/tmp/vdx_code_page_fuzz_" + std::to_string(getpid());
     if (nSize == 0) return 0;
@@ -22,6 +37,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
     const std::wstring strWide = page.MBCS2W(strText);
     const std::string strBack = page.W2MBCS(strWide);
     if (strWide.size() > strText.size() || strBack.size() > 2 * strWide.size()) std::abort();
+    for (const wchar_t c : strWide) {
+        const auto nWide = static_cast<unsigned short>(c);
+        if (page.W2MBCS_slow(nWide) != searchFile(strFile, nWide)) std::abort();
+    }
     for (unsigned nCode = 0; nCode < 0x10000; nCode += 251) page.MBCS2W_fast(static_cast<unsigned short>(nCode));
     return 0;
 }
