@@ -52,10 +52,7 @@ void NamePatterns::add(std::string_view pattern) {
     }
 }
 
-bool NamePatterns::matchAny(std::string_view name) const {
-    for (const Wildcard& wildcard : m_wildcards) {
-        if (wildcard.matches(name)) return true;
-    }
+bool NamePatterns::matchAnyExpression(std::string_view name) const {
     if (name.size() > MAX_EXPRESSION_NAME) return false;
     for (const std::regex& expression : m_expressions) {
         if (std::regex_match(name.begin(), name.end(), expression)) return true;

@@ -17,9 +17,16 @@ public:
     void add(std::string_view pattern);
 
     bool empty() const { return m_wildcards.empty() && m_expressions.empty(); }
-    bool matchAny(std::string_view name) const;
+    bool matchAny(std::string_view name) const {
+        for (const Wildcard& wildcard : m_wildcards) {
+            if (wildcard.matches(name)) return true;
+        }
+        return !m_expressions.empty() && matchAnyExpression(name);
+    }
 
 private:
+    bool matchAnyExpression(std::string_view name) const;
+
     std::vector<Wildcard> m_wildcards;
     std::vector<std::regex> m_expressions;  // Of the patterns with a back-slash.
 };

@@ -1,6 +1,7 @@
 // Wildcard patterns matched without a regular-expression engine.
 #include "path/wildcard.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -15,7 +16,6 @@ constexpr bool isLineEnd(char c) {
 constexpr std::size_t WORD = sizeof(std::uint64_t);
 
 // Whether any of eight bytes is a control character below 0x10, as both line ends are.
-// (Bytes behind such a one may be taken for one wrongly; the answer is the same.)
 bool hasLowControl(const char* pBytes) {
     constexpr std::uint64_t EACH_BYTE = 0x0101010101010101U;
     std::uint64_t word;
@@ -23,23 +23,9 @@ bool hasLowControl(const char* pBytes) {
     return ((word - EACH_BYTE * 0x10) & ~word & EACH_BYTE * 0x80) != 0;
 }
 
-bool findLineEnd(std::string_view text) {
+// Apart, so that the usual ways need no stack frame for this rare one.
+[[gnu::noinline]] bool findLineEnd(std::string_view text) {
     return text.find_first_of("\n\r") != std::string_view::npos;
-}
-
-// Names hardly ever have one: words are sifted first.
-bool hasLineEnd(std::string_view text) {
-    if (text.size() < WORD) {
-        bool bFound = false;
-        for (const char c : text)
-            bFound |= isLineEnd(c);
-        return bFound;
-    }
-    const char* pLast = text.data() + text.size() - WORD;
-    for (const char* pNext = text.data(); pNext < pLast; pNext += WORD) {
-        if (hasLowControl(pNext)) return findLineEnd(text);
-    }
-    return hasLowControl(pLast) && findLineEnd(text);
 }
 
 bool matchOne(char wanted, char c) {
@@ -58,15 +44,6 @@ bool isLiteralAt(std::string_view pattern, std::size_t i) {
     return i < pattern.size() && pattern[i] != '*' && pattern[i] != '?';
 }
 
-// The first place, nFrom or behind it, where a run without stars matches.
-std::size_t findRun(std::string_view name, std::string_view run, std::size_t nFrom) {
-    if (run.find('?') == std::string_view::npos) return name.find(run, nFrom);
-    for (; nFrom + run.size() <= name.size(); ++nFrom) {
-        if (matchFixed(run, name.data() + nFrom)) return nFrom;
-    }
-    return std::string_view::npos;
-}
-
 }  // namespace
 
 Wildcard::Wildcard(std::string_view pattern) : m_pattern(pattern) {
@@ -74,13 +51,41 @@ Wildcard::Wildcard(std::string_view pattern) : m_pattern(pattern) {
     m_bStar = nStar != std::string::npos;
     m_nHead = m_bStar ? nStar : m_pattern.size();
     m_nTail = m_bStar ? m_pattern.rfind('*') + 1 : m_pattern.size();
-    m_nFixed = m_nHead + (m_pattern.size() - m_nTail);
+    m_nShortest =
+        m_pattern.size() - static_cast<std::size_t>(std::count(m_pattern.begin(), m_pattern.end(), '*'));
     m_bFirst = isLiteralAt(pattern, 0);
     m_bLast = isLiteralAt(pattern, pattern.size() - 1);
     m_bLineEnds = findLineEnd(pattern);
+    m_bAnything = m_bStar && m_nShortest == 0;
+    if (m_bStar) findRuns();
 }
 
-// Requires: at least m_nFixed characters.
+void Wildcard::findRuns() {
+    std::size_t nBegin = m_nHead + 1;
+    while (nBegin < m_nTail) {
+        const std::size_t nSize = m_pattern.find('*', nBegin) - nBegin;
+        const std::string_view run(m_pattern.data() + nBegin, nSize);
+        if (nSize != 0) m_runs.push_back({nBegin, nSize, run.find('?') != std::string_view::npos});
+        nBegin += nSize + 1;
+    }
+}
+
+// Names hardly ever have one: words are sifted first.
+bool Wildcard::hasLineEnd(std::string_view text) {
+    if (text.size() < WORD) {
+        for (const char c : text) {
+            if (isLineEnd(c)) return true;
+        }
+        return false;
+    }
+    const char* pLast = text.data() + text.size() - WORD;
+    for (const char* pNext = text.data(); pNext < pLast; pNext += WORD) {
+        if (hasLowControl(pNext)) return findLineEnd(text);
+    }
+    return hasLowControl(pLast) && findLineEnd(text);
+}
+
+// Requires: at least m_nShortest characters.
 bool Wildcard::matchAll(std::string_view name) const {
     const std::string_view pattern = m_pattern;
     if (!m_bStar) return name.size() == pattern.size() && matchFixed(pattern, name.data());
@@ -89,26 +94,30 @@ bool Wildcard::matchAll(std::string_view name) const {
     if (!matchFixed({pattern.data() + m_nTail, nTailSize}, name.data() + name.size() - nTailSize))
         return false;
     const std::string_view middle(name.data() + m_nHead, name.size() - m_nHead - nTailSize);
-    const std::string_view stars(pattern.data() + m_nHead, m_nTail - m_nHead);
-    if (m_bLineEnds) return matchAnyMiddle(stars, middle);
-    return !hasLineEnd(middle) && (stars.size() == 1 || matchRuns(stars, middle));
+    if (m_bLineEnds) return matchAnyMiddle({pattern.data() + m_nHead, m_nTail - m_nHead}, middle);
+    return matchRuns(middle) && !hasLineEnd(middle);
 }
 
-// A pattern from its first star to its last, neither it nor the name with a line end:
-// each run between stars is taken at its first place, since a later one never makes
-// the rest easier.
-bool Wildcard::matchRuns(std::string_view pattern, std::string_view name) {
+// What stands for the stars and all between them, in a pattern without a line end: each
+// run is taken at its first place, since a later one never makes the rest easier.
+bool Wildcard::matchRuns(std::string_view name) const {
     std::size_t nName = 0;
-    std::size_t nRun = 1;
-    while (nRun < pattern.size()) {
-        const std::size_t nStar = pattern.find('*', nRun);
-        const std::string_view run = pattern.substr(nRun, nStar - nRun);
+    for (const Run& run : m_runs) {
         const std::size_t nFound = findRun(name, run, nName);
         if (nFound == std::string_view::npos) return false;
-        nName = nFound + run.size();
-        nRun = nStar + 1;
+        nName = nFound + run.nSize;
     }
     return true;
+}
+
+// The first place, nFrom or behind it, where a run matches.
+std::size_t Wildcard::findRun(std::string_view name, const Run& run, std::size_t nFrom) const {
+    const std::string_view text(m_pattern.data() + run.nBegin, run.nSize);
+    if (!run.bQuestion) return name.find(text, nFrom);
+    for (; nFrom + run.nSize <= name.size(); ++nFrom) {
+        if (matchFixed(text, name.data() + nFrom)) return nFrom;
+    }
+    return std::string_view::npos;
 }
 
 // The same where the pattern has line ends. On a mismatch the latest star takes one

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vdx {
 
@@ -14,27 +15,41 @@ public:
 
     // Whether the whole name matches. Never recurses; the time grows at worst with the
     // name's length times that of the longest run between two stars.
-    bool matches(std::string_view name) const { return mayMatch(name) && matchAll(name); }
+    bool matches(std::string_view name) const {
+        return mayMatch(name) && (m_bAnything ? !hasLineEnd(name) : matchAll(name));
+    }
 
 private:
+    // A part of the pattern without stars, with one on either side.
+    struct Run {
+        std::size_t nBegin;
+        std::size_t nSize;
+        bool bQuestion;  // Has a '?'.
+    };
+
     // Cheap reasons against most names: the length, the first and the last character.
     bool mayMatch(std::string_view name) const {
-        if (name.size() < m_nFixed) return false;
+        if (name.size() < m_nShortest) return false;
         if (m_bFirst && name.front() != m_pattern.front()) return false;
         return !m_bLast || name.back() == m_pattern.back();
     }
 
+    static bool hasLineEnd(std::string_view text);
     bool matchAll(std::string_view name) const;
-    static bool matchRuns(std::string_view pattern, std::string_view name);
+    void findRuns();
+    bool matchRuns(std::string_view name) const;
+    std::size_t findRun(std::string_view name, const Run& run, std::size_t nFrom) const;
     static bool matchAnyMiddle(std::string_view pattern, std::string_view name);
 
     std::string m_pattern;
-    std::size_t m_nHead;   // Where the first star stands, or the end.
-    std::size_t m_nTail;   // Behind the last star, or the end.
-    std::size_t m_nFixed;  // Length of what lies before and behind the stars.
-    bool m_bFirst;         // The first and the last character are literals.
+    std::vector<Run> m_runs;
+    std::size_t m_nHead;      // Where the first star stands, or the end.
+    std::size_t m_nTail;      // Behind the last star, or the end.
+    std::size_t m_nShortest;  // Length without the stars.
+    bool m_bFirst;            // The first and the last character are literals.
     bool m_bLast;
     bool m_bStar;
+    bool m_bAnything;  // Has stars only.
     bool m_bLineEnds;
 };
 

@@ -1,8 +1,7 @@
-// How far two wide texts agree, on any processor; and the choice of the best way.
+// Comparing two wide texts on any processor; and the choice of the best way.
 #include "text/wide_compare.h"
 
 #include <array>
-#include <atomic>
 
 // The vector loop looks at whole registers and so behind the end of a text, though never
 // into another page. The sanitizers mean to see every such look: they get the plain loop.
@@ -29,38 +28,32 @@ bool hasVectors() {
 }
 
 constexpr std::array WAYS = {
-    wideAgreementPortable,
+    compareWidePortable,
 #if defined(VDX_WIDE_VECTORS)
-    wideAgreementAvx2,
+    compareWideAvx2,
 #endif
 };
 
-std::size_t chooseFirst(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast);
-
-// Set without any constructor: the names of the C library are called before those run.
-constinit std::atomic<wideAgreement> s_pChosen{chooseFirst};
-
-std::size_t chooseFirst(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) {
-    const wideAgreement pBest = getAllWideAgreements().back();
-    s_pChosen.store(pBest, std::memory_order_relaxed);
+int chooseFirst(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) noexcept {
+    const wideComparison pBest = getAllWideComparisons().back();
+    g_pCompareWide.store(pBest, std::memory_order_relaxed);
     return pBest(szLeft, szRight, nLast);
 }
 
 }  // namespace
 
-std::size_t wideAgreementPortable(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) {
+// Set without any constructor: the names of the C library are called before those run.
+constinit std::atomic<wideComparison> g_pCompareWide{chooseFirst};
+
+int compareWidePortable(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) noexcept {
     std::size_t i = 0;
     while (i < nLast && szLeft[i] != 0 && szLeft[i] == szRight[i])
         ++i;
-    return i;
+    return wideDifference(szLeft[i], szRight[i]);
 }
 
-std::span<const wideAgreement> getAllWideAgreements() {
+std::span<const wideComparison> getAllWideComparisons() {
     return {WAYS.data(), hasVectors() ? WAYS.size() : 1};
-}
-
-std::size_t findWideDisagreement(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) {
-    return s_pChosen.load(std::memory_order_relaxed)(szLeft, szRight, nLast);
 }
 
 }  // namespace vdx

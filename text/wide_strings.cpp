@@ -8,20 +8,9 @@
 
 namespace {
 
-// As unsigned numbers, so that it wraps instead of overflowing.
-int difference(wchar_t left, wchar_t right) {
-    return static_cast<int>(static_cast<std::uint32_t>(left) - static_cast<std::uint32_t>(right));
-}
-
 wchar_t* copyUnits(wchar_t* pTarget, const wchar_t* pSource, std::size_t nUnits) {
     std::memcpy(pTarget, pSource, nUnits * sizeof(wchar_t));
     return pTarget;
-}
-
-// By the first units that differ or end both texts, by those at nLast at the latest.
-int compareUpTo(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast) {
-    const std::size_t nPlace = vdx::findWideDisagreement(szLeft, szRight, nLast);
-    return difference(szLeft[nPlace], szRight[nPlace]);
 }
 
 bool equalFolded(wchar_t left, wchar_t right) {
@@ -50,7 +39,7 @@ VDX_API wchar_t* wcscat(wchar_t* pTarget,
 
 VDX_API int wcscmp(const wchar_t* szLeft,
                    const wchar_t* szRight) noexcept(noexcept(wcscmp(szLeft, szRight))) {
-    return compareUpTo(szLeft, szRight, std::numeric_limits<std::size_t>::max());
+    return vdx::compareWide(szLeft, szRight, std::numeric_limits<std::size_t>::max());
 }
 
 VDX_API int wcscasecmp(const wchar_t* szLeft,
@@ -59,7 +48,7 @@ VDX_API int wcscasecmp(const wchar_t* szLeft,
         ++szLeft;
         ++szRight;
     }
-    return difference(*szLeft, *szRight);
+    return vdx::wideDifference(*szLeft, *szRight);
 }
 
 }  // extern "C"
@@ -71,7 +60,7 @@ wchar_t* wcsncpy(wchar_t* pTarget, const wchar_t* szSource, int nCount) {
 }
 
 int wcsncmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {
-    return compareUpTo(szLeft, szRight, nCount > 1 ? static_cast<std::size_t>(nCount) - 1 : 0);
+    return vdx::compareWide(szLeft, szRight, nCount > 1 ? static_cast<std::size_t>(nCount) - 1 : 0);
 }
 
 int wcsncasecmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {
@@ -79,7 +68,7 @@ int wcsncasecmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {
         ++szLeft;
         ++szRight;
     }
-    return difference(*szLeft, *szRight);
+    return vdx::wideDifference(*szLeft, *szRight);
 }
 
 int vswprintf(wchar_t*, int, const wchar_t*, va_list) {

@@ -86,18 +86,18 @@ TEST(WideCompare, EveryWayAgreesAtEveryPlaceAndLimit) {
     WideBuffer left(301);
     WideBuffer right(301);
     for (int i = 0; i <= 300; ++i)
-        left[i] = right[i] = L'x';
-    for (const vdx::wideAgreement pFind : vdx::getAllWideAgreements()) {
+        left[i] = right[i] = 1000 + i;
+    for (const vdx::wideComparison pCompare : vdx::getAllWideComparisons()) {
         for (std::size_t nFrom = 0; nFrom <= 300; nFrom += 7) {
             for (std::size_t nStop = nFrom; nStop <= 300; ++nStop) {
                 for (const wchar_t unit : {L'\0', L'y'}) {
                     right[nStop] = unit;
                     const std::size_t nEnd = nStop - nFrom;
                     for (const std::size_t nLast : {nEnd / 2, nEnd, nEnd + 1, SIZE_MAX}) {
-                        ASSERT_EQ(pFind(left.data() + nFrom, right.data() + nFrom, nLast),
-                                  std::min(nEnd, nLast));
+                        ASSERT_EQ(pCompare(left.data() + nFrom, right.data() + nFrom, nLast),
+                                  nLast < nEnd ? 0 : left[nStop] - unit);
                     }
-                    right[nStop] = L'x';
+                    right[nStop] = left[nStop];
                 }
             }
         }
