@@ -9,6 +9,9 @@ namespace vdx {
 // The trace mutex comes before the lock of the named tables: blocks are mapped while
 // a named mutex is held, never the reverse.
 enum class ForkOrder {
+    NetworkCallbacks,
+    NetworkManager,
+    NetworkSource,
     StaticObjects,
     Trace,
     NamedObjects,

@@ -45,14 +45,17 @@ void consider(const nlmsghdr* pMessage, BestRoute& best) {
     best = {true, nMetric, numberIn(RTM_RTA(pRoute), nBytes, RTA_OIF)};
 }
 
-// Goes through one datagram of the answer. False after its last message.
-bool goThrough(const void* pData, int nCount, BestRoute& best) {
+enum class Answer { GoesOn, Complete, Refused };
+
+// Goes through one datagram of the answer.
+Answer goThrough(const void* pData, int nCount, BestRoute& best) {
     auto nBytes = static_cast<unsigned>(nCount);
     for (auto* p = static_cast<const nlmsghdr*>(pData); NLMSG_OK(p, nBytes); p = NLMSG_NEXT(p, nBytes)) {
-        if (p->nlmsg_type == NLMSG_DONE || p->nlmsg_type == NLMSG_ERROR) return false;
+        if (p->nlmsg_type == NLMSG_DONE) return Answer::Complete;
+        if (p->nlmsg_type == NLMSG_ERROR) return Answer::Refused;
         consider(p, best);
     }
-    return true;
+    return Answer::GoesOn;
 }
 
 bool isMobile(std::uint32_t nInterface) {
@@ -77,11 +80,13 @@ bool readDefaultRoute(std::uint32_t& nFlags) {
     if (sockSend(netlink.fd(), &request, sizeof request, 0) < 0) return false;
     BestRoute best;
     alignas(nlmsghdr) char buffer[32768];
-    int nCount;
-    do {
-        nCount = sockRecv(netlink.fd(), buffer, sizeof buffer, 0);
+    Answer answer = Answer::GoesOn;
+    while (answer == Answer::GoesOn) {
+        const int nCount = sockRecv(netlink.fd(), buffer, sizeof buffer, 0);
         if (nCount <= 0) return false;
-    } while (goThrough(buffer, nCount, best));
+        answer = goThrough(buffer, nCount, best);
+    }
+    if (answer == Answer::Refused) return false;
     nFlags = !best.bFound ? 0u : static_cast<std::uint32_t>(NetworkReachabilityFlagReachable);
     if (best.bFound && isMobile(best.nInterface)) nFlags |= NetworkReachabilityFlagIsWWAN;
     return true;

@@ -7,6 +7,7 @@
 #include <vdx/network_monitor.h>
 #include <vdx/warnings.h>
 
+#include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 #include "siblings/modulelog/module_log.h"
 
@@ -22,6 +23,8 @@ struct Entry {
 
 // The lock is not held while a callback runs. Lock order: this one, then the manager's.
 struct CallbackList {
+    CallbackList();
+
     std::mutex lock;
     std::vector<std::shared_ptr<Entry>> entries;
 };
@@ -29,6 +32,17 @@ struct CallbackList {
 CallbackList& callbacks() {
     static vdx::NoDestructor<CallbackList> s_list;
     return s_list.get();
+}
+
+void lockForFork() {
+    callbacks().lock.lock();
+}
+void unlockAfterFork() {
+    callbacks().lock.unlock();
+}
+
+CallbackList::CallbackList() {
+    vdx::setForkHooks(vdx::ForkOrder::NetworkCallbacks, {lockForFork, unlockAfterFork, unlockAfterFork});
 }
 
 const char* lineOf(int nStatus) {

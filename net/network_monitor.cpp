@@ -4,6 +4,7 @@
 
 #include <vdx/network_monitor.h>
 
+#include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 #include "net/network_source.h"
 
@@ -132,7 +133,13 @@ bool AFNetworkReachabilityManager::networkReachability(std::uint32_t& nFlags) co
 
 // --- UCNetworkReachabilityManager -------------------------------------------
 
-struct NetworkManagerMaker : UCNetworkReachabilityManager {};
+struct NetworkManagerMaker : UCNetworkReachabilityManager {
+    NetworkManagerMaker() {
+        vdx::setForkHooks(vdx::ForkOrder::NetworkManager, {lockForFork, unlockAfterFork, unlockAfterFork});
+    }
+    static void lockForFork() { sharedManager().m_lock.lock(); }
+    static void unlockAfterFork() { sharedManager().m_lock.unlock(); }
+};
 
 UCNetworkReachabilityManager::UCNetworkReachabilityManager() = default;
 
@@ -176,6 +183,7 @@ UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::start() {
 }
 
 UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::update() {
+    // Also where there was no monitor before.
     const bool bReportNow = m_bIpChanged || differsFromStatus();
     m_bIpChanged = false;
     return replaceMonitor(&UCNetworkReachabilityManager::handleReport, bReportNow);
@@ -251,13 +259,12 @@ bool UCNetworkReachabilityManager::isIPsChanged() {
 
 bool UCNetworkReachabilityManager::differsFromStatus() const {
     std::uint32_t nFlags = 0;
-    if (m_monitor == nullptr || !m_monitor->networkReachability(nFlags)) return false;
-    return statusOf(nFlags) != m_nStatus;
+    return networkSource().readFlags(nFlags) && statusOf(nFlags) != m_nStatus;
 }
 
 bool UCNetworkReachabilityManager::isStatusChanged() const {
     const std::lock_guard guard(m_lock);
-    return differsFromStatus();
+    return m_monitor != nullptr && differsFromStatus();
 }
 
 void UCNetworkReachabilityManager::receiveSleepNote() {}

@@ -20,6 +20,7 @@
 #include <vdx/socket.h>
 #include <vdx/warnings.h>
 
+#include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 #include "net/default_route_linux.h"
 #include "net/interface_table.h"
@@ -41,6 +42,7 @@ struct Session {
     std::uint64_t nSubscription = 0;
     bool bDue = false;  // A notice is to be given.
     bool bEnd = false;
+    std::condition_variable ended;  // bEnd was set.
     std::thread thread;
 
     explicit Session(int nWake) : wake(nWake) {}
@@ -77,6 +79,8 @@ std::thread startQuietThread(Body body) {
 
 class LinuxSource : public NetworkSource {
 public:
+    LinuxSource() { setForkHooks(ForkOrder::NetworkSource, {lockForFork, unlockInParent, unlockInChild}); }
+
     bool readFlags(std::uint32_t& nFlags) override { return readDefaultRoute(nFlags); }
     std::vector<std::string> localAddresses(bool bIPv6) override;
     std::uint64_t subscribe(std::function<void()> notice, bool bNow) override;
@@ -88,9 +92,13 @@ private:
     std::shared_ptr<Session> openSession();
     void run(const std::shared_ptr<Session>& session);
 
+    static void lockForFork();
+    static void unlockInParent();
+    static void unlockInChild();
+
     std::mutex m_lock;
-    std::condition_variable m_ended;     // Some session's bEnd was set.
-    std::shared_ptr<Session> m_session;  // The one that is not ending.
+    std::shared_ptr<Session> m_session;            // The one that is not ending.
+    std::vector<std::shared_ptr<Session>> m_lost;  // Their threads stayed in the parent process.
     std::uint64_t m_nLastSubscription = 0;
     static thread_local Session* t_pSession;  // On the notification thread: its own.
 };
@@ -141,7 +149,7 @@ void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
     m_session = nullptr;
     session->bEnd = true;
     session->wakeUp();
-    m_ended.notify_all();
+    session->ended.notify_all();
     std::thread thread = std::move(session->thread);
     guard.unlock();
     if (thread.get_id() == std::this_thread::get_id()) {
@@ -153,9 +161,9 @@ void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
 
 void LinuxSource::pause(int nMilliseconds) {
     std::unique_lock guard(m_lock);
-    const Session* pSession = t_pSession;
-    m_ended.wait_for(guard, std::chrono::milliseconds(nMilliseconds),
-                     [pSession] { return pSession != nullptr && pSession->bEnd; });
+    if (t_pSession == nullptr) return;
+    t_pSession->ended.wait_for(guard, std::chrono::milliseconds(nMilliseconds),
+                               [] { return t_pSession->bEnd; });
 }
 
 void LinuxSource::run(const std::shared_ptr<Session>& session) {
@@ -181,11 +189,36 @@ void LinuxSource::run(const std::shared_ptr<Session>& session) {
     }
 }
 
+LinuxSource& linuxSource() {
+    static NoDestructor<LinuxSource> s_source;
+    return s_source.get();
+}
+
+void LinuxSource::lockForFork() {
+    linuxSource().m_lock.lock();
+}
+
+void LinuxSource::unlockInParent() {
+    linuxSource().m_lock.unlock();
+}
+
+// The thread is not here, so nobody may wait for it: its session is kept, never joined.
+void LinuxSource::unlockInChild() {
+    LinuxSource& source = linuxSource();
+    if (source.m_session != nullptr) {
+        source.m_session->bEnd = true;  // For a child that was forked in a notice.
+        source.m_session->notices.DestroySocket();
+        source.m_session->wake.close();
+        source.m_lost.push_back(std::move(source.m_session));
+        source.m_session = nullptr;
+    }
+    source.m_lock.unlock();
+}
+
 }  // namespace
 
 NetworkSource& platformNetworkSource() {
-    static NoDestructor<LinuxSource> s_source;
-    return s_source.get();
+    return linuxSource();
 }
 
 }  // namespace vdx::net

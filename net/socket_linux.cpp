@@ -36,7 +36,9 @@ int acceptStream(int nFd, sockaddr* pAddress, socklen_t* pLength) {
 int openLinkSocket(const char* szInterface) {
     const unsigned nIndex = if_nametoindex(szInterface);
     if (nIndex == 0) return -1;
-    const int nFd = openSocket(AF_PACKET, SOCK_RAW, htons(ETH_P_ALL));
+    // Without a protocol it receives nothing until it is bound: else it would begin with
+    // frames of all interfaces.
+    const int nFd = openSocket(AF_PACKET, SOCK_RAW, 0);
     if (nFd < 0) return -1;
     sockaddr_ll link{};
     link.sll_family = AF_PACKET;

@@ -183,14 +183,18 @@ bool chSocketTCP::sendPieces(iovec* pPieces, int nPieces) {
     return false;
 }
 
-// After a send that took nothing. False only when the socket cannot be waited for; an
-// error that waiting cannot cure ends the connection.
+// After a send that took nothing. False only when the socket cannot be waited for; that,
+// and an error that waiting cannot cure, ends the connection.
 bool chSocketTCP::handleSendError(int nSent) {
     const int nErrno = errno;
     vdxTrace(7, "chSocketTCP::Send failed! nSendCount=0 errno:[%d][%s]", nErrno,
              vdxTransLastError(static_cast<unsigned>(nErrno)).c_str());
     if (nSent != -1) return true;
-    if (isCurable(nErrno)) return vdx::net::waitFor(fd(), POLLOUT, -1) >= 0;
-    dropConnection();
-    return true;
+    if (!isCurable(nErrno)) {
+        dropConnection();
+        return true;
+    }
+    if (vdx::net::waitFor(fd(), POLLOUT, -1) >= 0) return true;
+    dropConnection();  // Part of the bytes may have gone: nothing may follow them.
+    return false;
 }

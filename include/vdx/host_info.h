@@ -30,9 +30,10 @@
 //
 // Thread-safety: all functions but sockGetHardwareAddress, whose result is shared.
 
-// The chosen address as text and its slot; the empty text and -1 without one. The
-// interface `preferred`, if its name is in a slot, is chosen when its address is
-// usable, and also, whatever its address (even none), when no slot has a usable one.
+// The chosen address as text and its slot; the empty text and -1 without one. If the
+// name `preferred` is in a slot, that slot is chosen when its address is usable, and
+// also, whatever its address (even none), when no slot has a usable one. The address is
+// that interface's or, should it have none, of another one in the slot.
 VDX_API std::string getIPAddress(const std::string& preferred, int& index);
 VDX_API std::string getIPv6Address(const std::string& preferred, int& index);
 

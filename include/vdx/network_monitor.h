@@ -22,7 +22,8 @@
 // found; about one second after a change of the status or of the local addresses, so
 // that they settle; and once more directly after that, when monitoring begins anew.
 //
-// Thread-safety: all functions, from callbacks too.
+// Thread-safety: all functions, from callbacks too. A forked child keeps the callbacks but
+// is not notified until it has unregistered them all and registers anew.
 
 // --- Callbacks --------------------------------------------------------------
 

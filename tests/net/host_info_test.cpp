@@ -186,6 +186,25 @@ TEST_F(HostInfo, FramesGoOverALink) {
     EXPECT_FALSE(link.isValidSocket());
 }
 
+TEST_F(HostInfo, FramesOfOtherInterfacesAreNotReceived) {
+    addInterface("eth0");
+    std::atomic<bool> bStop{false};
+    std::thread flooding([&] {
+        const peer::Fd fd = peer::bound(AF_INET, SOCK_DGRAM);
+        const chSocketAddr to = peer::nameOf(fd);
+        while (!bStop)
+            sendto(fd, "x", 1, MSG_DONTWAIT, to.toSocketAddr(), peer::lengthOf(to));
+    });
+    std::vector<unsigned char> frame;
+    for (int i = 0; i < 300; ++i) {
+        chEthernetSocket link;
+        EXPECT_TRUE(link.CreateSocket("eth0"));
+        EXPECT_EQ(link.Receive(frame, 0), 0);
+    }
+    bStop = true;
+    flooding.join();
+}
+
 TEST(chEthernetSocket, FailsWithoutThePrivilege) {
     const pid_t nChild = fork();
     if (nChild == 0) {

@@ -10,6 +10,7 @@
 #include "net/network_source.h"
 #include "net/peer.h"
 #include "siblings/modulelog/module_log.h"
+#include "support/child.h"
 
 namespace {
 
@@ -306,6 +307,11 @@ TEST_F(MonitorRules, AWakeBeginsAnewWhenAddressesChanged) {
     EXPECT_FALSE(manager.isIPsChanged());
     manager.stopNetworkMonitor();
     EXPECT_FALSE(source.bDue);
+    // The status counts as well, and also where nothing was monitored before.
+    source.nRouteFlags = 0;
+    EXPECT_FALSE(manager.isStatusChanged());
+    manager.updateNetworkMonitor();
+    EXPECT_TRUE(source.bDue);
 }
 
 TEST(AFNetworkReachabilityManager, ReportsWhileItLives) {
@@ -460,6 +466,43 @@ TEST_F(MonitorInNamespace, ManyThreadsComeAndGo) {
     EXPECT_TRUE(soon([&] { return nCalls > nBefore; }));
     unregisterNetworkChangedCallback(counting);
 }
+
+// A thread sanitizer allows no thread in such a child.
+#if !defined(__SANITIZE_THREAD__)
+TEST_F(MonitorInNamespace, AForkedChildLeavesAndRegistersAnew) {
+    registerNetworkChangedCallback(counting);
+    ASSERT_TRUE(soon([&] { return nCalls == 1; }));
+    std::atomic<bool> bStop{false};
+    // The locks are in use while the process forks.
+    std::thread busy([&] {
+        while (!bStop) {
+            onNetworkChanged();
+            UCNetworkReachabilityManager::sharedManager().isIPsChanged();
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const auto child = vdxtest::runInChild([&] {
+            alarm(20);  // Should it hang.
+            const int nDescriptors = peer::openDescriptors();
+            unregisterNetworkChangedCallback(counting);
+            std::atomic<bool> bCalled{false};
+            const Callback anew = callback([&] { bCalled = true; });
+            registerNetworkChangedCallback(anew);
+            if (!soon([&] { return bCalled.load(); })) return 1;
+            unregisterNetworkChangedCallback(anew);
+            return peer::openDescriptors() == nDescriptors ? 0 : 2;
+        });
+        EXPECT_EQ(child.exitCode(), 0) << child.signal();
+    }
+    bStop = true;
+    busy.join();
+    const int nBefore = nCalls;
+    addInterface("eth0");
+    addAddress("eth0", "192.0.2.10/24");
+    EXPECT_TRUE(soon([&] { return nCalls > nBefore; }));  // The parent's monitor lives.
+    unregisterNetworkChangedCallback(counting);
+}
+#endif
 
 TEST(NetworkMonitorDeathTest, AProcessMayEndWhileItRuns) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -160,6 +160,16 @@ TEST_F(ManyDescriptors, CallsOnHighDescriptorsFailCleanly) {
     ASSERT_GE(client.fd(), 1024);
     EXPECT_EQ(client.ReceiveToBuffer(-1), -1);
     EXPECT_FALSE(client.isConnected());
+
+    // And one that would have to wait in the middle of a send.
+    peer::Fd silent(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(connect(silent, address.toSocketAddr(), 16), 0);
+    ASSERT_TRUE(low.AcceptOnSocket(client, nullptr, -1));
+    const std::string text(32 << 20, 'n');
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(client.Send(text.data(), static_cast<int>(text.size())));
+    testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(client.isConnected());
 }
 
 TEST_F(ManyDescriptors, AcceptFailsWithoutDescriptorsAndRecovers) {

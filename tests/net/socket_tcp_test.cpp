@@ -278,15 +278,22 @@ TEST_P(TcpMaking, AFullBacklogTimesOutAndTheNextCallGoesOn) {
         }
     }
     ASSERT_TRUE(bFull);
-    const int nFd = clients.back()->fd();
+    chSocketTCP patient;
+    ASSERT_TRUE(patient.CreateSocket(GetParam()));
+    EXPECT_FALSE(patient.ConnectTo(address, 50));
+    const int nFd = patient.fd();
     // Elsewhere at once, not to where the first attempt was going.
     peer::Fd other = peer::listening(GetParam());
     EXPECT_TRUE(clients.back()->ConnectTo(peer::nameOf(other), 1000));
     peer::Fd accepted(accept(other, nullptr, nullptr));
     EXPECT_GE(accepted, 0);
-    EXPECT_GE(nFd, 0);
     for (std::size_t i = 0; i + 1 < clients.size(); ++i)
         peer::Fd(accept(listener, nullptr, nullptr));
+    EXPECT_TRUE(patient.ConnectTo(address, 10000));  // The system asks again after a second.
+    EXPECT_EQ(patient.fd(), nFd);
+    peer::Fd late(accept(listener, nullptr, nullptr));
+    EXPECT_TRUE(patient.Send("at last", 7));
+    EXPECT_EQ(peer::readAll(late, 7), "at last");
 }
 
 TEST_P(TcpMaking, ServersBindListenAndAccept) {
