@@ -7,8 +7,10 @@ namespace vdx {
 // fork they are taken in this order, after it released in the reverse one, so
 // that no lock is left held by a thread that does not exist in the child.
 // The trace mutex comes before the lock of the named tables: blocks are mapped while
-// a named mutex is held, never the reverse.
+// a named mutex is held, never the reverse. The registry's lock is held by applications,
+// which may call anything meanwhile: it is the outermost.
 enum class ForkOrder {
+    Registry,
     NetworkCallbacks,
     NetworkManager,
     NetworkSource,
@@ -18,6 +20,7 @@ enum class ForkOrder {
     TraceOutput,
     LogQueue,
     LocalTime,
+    Events,
     Allocation,
     Count
 };

@@ -1,10 +1,12 @@
 // Counting events by name.
 #include <chrono>
 #include <condition_variable>
+#include <new>
 
 #include <vdx/platform.h>
 #include <vdx/sync.h>
 
+#include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 
 struct chEvent::EventInfo {
@@ -25,9 +27,42 @@ struct chEvent::EventInfo {
         }
         --nWaiters;
     }
+
+    // Around a fork: the table and all its events stand still, so that the child finds none of them locked.
+    static void lockForFork() {
+        s_mtxMapEventInfo.lock();
+        for (const auto& [name, pInfo] : s_mapEventInfo())
+            pInfo->mutex.lock();
+    }
+    static void unlockInParent() {
+        for (const auto& [name, pInfo] : s_mapEventInfo())
+            pInfo->mutex.unlock();
+        s_mtxMapEventInfo.unlock();
+    }
+    // The threads that waited do not exist here. Their condition variable would give signals to them, and
+    // its destructor would wait for them to leave: a new one is made over it.
+    static void unlockInChild() {
+        for (const auto& [name, pInfo] : s_mapEventInfo()) {
+            new (&pInfo->signalled) std::condition_variable;
+            pInfo->nWaiters = 0;
+        }
+        unlockInParent();
+    }
 };
 
 constinit std::mutex chEvent::s_mtxMapEventInfo;
+
+namespace {
+
+using Info = chEvent::EventInfo;
+
+// Set when the library is loaded, so that no fork meets a table in use without them.
+[[maybe_unused]] const bool s_bForkHooks =
+    (vdx::setForkHooks(vdx::ForkOrder::Events,
+                       {Info::lockForFork, Info::unlockInParent, Info::unlockInChild}),
+     true);
+
+}  // namespace
 
 std::map<std::string, std::shared_ptr<chEvent::EventInfo>>& chEvent::s_mapEventInfo() {
     static vdx::NoDestructor<std::map<std::string, std::shared_ptr<EventInfo>>> s_map;

@@ -2,12 +2,22 @@
 #include <vdx/named_object.h>
 #include <vdx/warnings.h>
 
+#include "base/fork_hooks.h"
 #include "base/singleton.h"
 #include "ipc/segment.h"
 
 namespace {
 
 const char szSegmentName[] = "ipc_system_named";
+
+uCSystemNamedObjectHelper* s_pForFork = nullptr;  // Set before the hooks that use it.
+
+void lockForFork() {
+    s_pForFork->Lock();
+}
+void unlockAfterFork() {
+    s_pForFork->Unlock();
+}
 
 }  // namespace
 
@@ -23,6 +33,8 @@ uCSystemNamedObjectHelper::uCSystemNamedObjectHelper()
                                              ipcObjectHeader::TYPE_NAMED)) {
         vdxOutputWarningString("%s: not a segment of named objects", szSegmentName);
     }
+    s_pForFork = this;
+    vdx::setForkHooks(vdx::ForkOrder::Registry, {lockForFork, unlockAfterFork, unlockAfterFork});
 }
 
 // Other threads may still wait for the lock: it stays alive for them, held by one more user, while this

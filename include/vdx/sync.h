@@ -21,8 +21,8 @@
 // A recursive mutex, one for all who open its name within the process.
 //
 // Thread-safety: Lock, Unlock and the questions from any thread; open and close an object while no other
-// thread is inside one of its operations. Errors: freeing a lock that this thread does not hold ends the
-// process by vdxAbort.
+// thread is inside one of its operations. In a forked child a lock that another thread held stays held.
+// Errors: freeing a lock that this thread does not hold ends the process by vdxAbort.
 class VDX_API chMutex {
 public:
     chMutex() = default;
@@ -71,8 +71,8 @@ private:
 // first OpenEvent gives an event without.
 //
 // Thread-safety: waiting, setting and resetting from any thread; open and close an object while no other
-// thread is inside one of its operations. A forked child has its own copy, in whatever state another thread
-// left it: fork while no other thread uses events, or exec.
+// thread is inside one of its operations. A forked child has its own copy, with the signals that were there
+// and nobody waiting.
 class VDX_API chEvent {
 public:
     struct EventInfo;  // What the users of a name share.

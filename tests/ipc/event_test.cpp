@@ -5,8 +5,11 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <vdx/sync.h>
+
+#include "support/child.h"
 
 namespace {
 
@@ -130,6 +133,51 @@ TEST(NamedEvent, EverySignalWakesOneWaiter) {
         waiter.join();
     EXPECT_EQ(nTaken, nSignals);
     EXPECT_FALSE(event.WaitEvent(0));
+}
+
+// In a forked child: 0 when the event works and closes, although threads that do not exist here used it.
+int useInChild(chEvent& event) {
+    alarm(20);
+    chEvent other;
+    other.OpenEvent("comes and goes");
+    event.ResetEvent();
+    event.SetEvent();
+    if (!event.WaitEvent(0) || event.WaitEvent(1)) return 1;
+    event.CloseEvent();  // The last user: what waiters had is destroyed.
+    return 0;
+}
+
+TEST(NamedEvent, AForkedChildFindsNoneInUse) {
+    chEvent waited;
+    chEvent busy;
+    waited.OpenEvent("waited");
+    busy.OpenEvent("busy");
+    waited.ResetEvent();
+    std::atomic<bool> bStop{false};
+    std::thread waiter([&] {
+        while (!bStop)
+            waited.WaitEvent(-1);
+    });
+    std::thread user([&] {
+        while (!bStop) {
+            chEvent opened;
+            opened.OpenEvent("comes and goes");
+            for (int i = 0; i < 100; ++i)
+                busy.SetEvent();
+        }
+    });
+    std::this_thread::sleep_for(milliseconds(20));  // The waiter waits.
+    for (int i = 0; i < 40; ++i) {
+        chEvent& event = i % 2 == 0 ? waited : busy;
+        EXPECT_EQ(vdxtest::runInChild([&] { return useInChild(event); }).nStatus, 0) << i;
+    }
+    bStop = true;
+    waited.SetEvent();
+    waiter.join();
+    user.join();
+    waited.ResetEvent();
+    waited.SetEvent();
+    EXPECT_TRUE(waited.WaitEvent(0));  // The parent's own goes on.
 }
 
 }  // namespace

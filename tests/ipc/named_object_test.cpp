@@ -1,5 +1,6 @@
 // The registry of named blocks: its bytes by an independent reader, its rules, its users.
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <cstring>
 #include <map>
@@ -14,6 +15,8 @@
 #include <unistd.h>
 
 #include <vdx/named_object.h>
+
+#include "support/child.h"
 
 namespace {
 
@@ -273,6 +276,41 @@ TEST(NamedRegistry, ManyThreadsShareCountersByName) {
     nameHelperLock();
     EXPECT_EQ(*static_cast<std::int32_t*>(nameGetSystemObject("counter", 4, nullptr)), nThreads * nRounds);
     nameHelperUnlock();
+}
+
+TEST(NamedRegistry, AForkedChildFindsItFree) {
+    ASSERT_EQ(nameHelperLock(), 1);
+    nameHelperUnlock();
+    std::atomic<bool> bStop{false};
+    std::thread holder([&] {
+        while (!bStop) {
+            nameHelperLock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            nameHelperUnlock();
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        const auto child = vdxtest::runInChild([] {
+            alarm(20);
+            const int nLocked = nameHelperLock();
+            const bool bMade = nameGetSystemObject("of the child", 8, nullptr) != nullptr;
+            nameHelperUnlock();
+            return nLocked == 1 && bMade ? 0 : 1;
+        });
+        EXPECT_EQ(child.nStatus, 0) << i;
+    }
+    bStop = true;
+    holder.join();
+    nameHelperLock();  // The holder of the lock may fork, too: both sides still hold it.
+    const auto child = vdxtest::runInChild([] {
+        const bool bHeld = uCSystemNamedObjectHelper::getInstance()->IsLockedByThisThread();
+        nameHelperUnlock();
+        return bHeld && !uCSystemNamedObjectHelper::getInstance()->IsLockedByThisThread() ? 0 : 1;
+    });
+    EXPECT_EQ(child.exitCode(), 0);
+    nameHelperUnlock();
+    EXPECT_FALSE(uCSystemNamedObjectHelper::getInstance()->IsLockedByThisThread());
 }
 
 // Destroyed after the registry gave its segment back: it was made before.
