@@ -138,7 +138,7 @@ void uCTraceHelper::unlockInChild() {
 chTraceOption* uCTraceHelper::GetProcessTraceOption() {
     chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
     if (!pOption) pOption = makeProcessOption();
-    if (pOption != &s_fallback) vdx::selectOutput();
+    vdx::selectOutput();
     return pOption;
 }
 

@@ -11,6 +11,8 @@
 namespace {
 
 void exercise(const char* szName) {
+    // First: nothing else has selected the output yet.
+    uCTraceHelper::getInstance()->TraceConstString(std::string(szName) + " unchanged");
     vdxTrace(9, "%s", szName);
     const chTraceStack scope(9, "scope()", nullptr);
     vdxWarningMessage(szName, 0, "warning");

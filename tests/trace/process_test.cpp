@@ -40,6 +40,7 @@ TEST(TraceAtExit, StaticObjectsTraceToTheConsoleWhateverTheMethod) {
         EXPECT_EQ(result.nStatus, 0) << result.err;
         // "made after" was made after the helper: it dies before it and still obeys.
         EXPECT_EQ(countOf(result.out, " made before\n"), 1u) << result.out;
+        EXPECT_EQ(countOf(result.out, "made before unchanged\n"), 1u) << result.out;
         EXPECT_EQ(countOf(result.err, "warning\n"), 2u) << result.err;
         EXPECT_EQ(countOf(result.out, "{ scope()"), countOf(result.out, "} scope()"));
     }
