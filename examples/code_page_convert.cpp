@@ -67,7 +67,8 @@ int main(int argc, char** argv) {
     const std::wstring strWide = L"vdx: \u4E2D\u6587 \u4E00";
     const std::string strBytes = page.W2MBCS(strWide);
     std::printf("%s: %zu characters of two bytes\n", szSet, strTable.size() / 4);
-    std::printf("as multi-byte text: %s\n", vdxBin2Text(strBytes.data(), static_cast<int>(strBytes.size())).c_str());
+    std::printf("as multi-byte text: %s\n",
+                vdxBin2Text(strBytes.data(), static_cast<int>(strBytes.size())).c_str());
     const bool bSame = toWide(page, strBytes) == strWide;
     std::printf("and back: %s\n", bSame ? "the same text" : "another text");
     return bSame ? 0 : 1;

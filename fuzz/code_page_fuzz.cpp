@@ -41,6 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSi
         const auto nWide = static_cast<unsigned short>(c);
         if (page.W2MBCS_slow(nWide) != searchFile(strFile, nWide)) std::abort();
     }
-    for (unsigned nCode = 0; nCode < 0x10000; nCode += 251) page.MBCS2W_fast(static_cast<unsigned short>(nCode));
+    for (unsigned nCode = 0; nCode < 0x10000; nCode += 251)
+        page.MBCS2W_fast(static_cast<unsigned short>(nCode));
     return 0;
 }

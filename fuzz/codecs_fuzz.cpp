@@ -44,7 +44,8 @@ void checkQuoted(const std::string& strText) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
     const std::string strText(reinterpret_cast<const char*>(pData), nSize);
-    for (const vdx::codecKernels* pKernels : vdx::getAllCodecKernels()) compareDecoders(*pKernels, strText);
+    for (const vdx::codecKernels* pKernels : vdx::getAllCodecKernels())
+        compareDecoders(*pKernels, strText);
     checkReturn(strText);
     checkQuoted(strText);
     return 0;

@@ -31,9 +31,9 @@
 #include <vdx/share_pointer.h>
 #include <vdx/share_string.h>
 #include <vdx/socket.h>
+#include <vdx/stack_trace.h>
 #include <vdx/sync.h>
 #include <vdx/time.h>
-#include <vdx/stack_trace.h>
 #include <vdx/trace.h>
 #include <vdx/trace_helper.h>
 #include <vdx/warnings.h>

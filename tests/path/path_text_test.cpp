@@ -69,7 +69,8 @@ TEST(pathTidy, AgreesWithTheStandardLibraryOnEveryShortPath) {
         const std::string path = "/" + tail;
         std::string expected = std::filesystem::path(path).lexically_normal().string();
         // It leaves separators alone when there is nothing else.
-        while (expected.size() > 1 && expected.back() == '/') expected.pop_back();
+        while (expected.size() > 1 && expected.back() == '/')
+            expected.pop_back();
         ASSERT_EQ(pathTidy(path), expected) << path;
     });
 }

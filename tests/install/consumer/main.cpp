@@ -1,6 +1,6 @@
 // Uses a little of the library from outside.
-#include <cstdio>
 #include <vdx/vdx.h>
+#include <cstdio>
 
 int main() {
     chCriticalSection lock;

@@ -2,9 +2,9 @@
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <cstdint>
 #include <dispatch/dispatch.h>
 #include <sys/socket.h>
+#include <cstdint>
 
 using SCNetworkReachabilityRef = const struct __SCNetworkReachability*;
 using SCNetworkReachabilityFlags = std::uint32_t;

@@ -1,8 +1,8 @@
 // Declarations of the platform functions that the Apple sources use, for syntax checks elsewhere.
 #pragma once
 
-#include <cstdint>
 #include <pthread.h>
+#include <cstdint>
 
 struct mach_timebase_info_data_t {
     std::uint32_t numer;

@@ -1,8 +1,8 @@
 // What is used of IOKit's power management.
 #pragma once
 
-#include <cstdint>
 #include <dispatch/dispatch.h>
+#include <cstdint>
 
 using io_object_t = unsigned;
 using io_connect_t = io_object_t;
