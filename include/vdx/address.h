@@ -20,12 +20,12 @@
 // A host address without a port: none, IPv4 or IPv6.
 class VDX_API chInAddr {
 public:
-    chInAddr() = default;               // No address.
-    chInAddr(const std::string& text);  // As fromString, its warning included.
-    chInAddr(const in_addr& address);   // IPv4.
-    chInAddr(const in6_addr& address);  // IPv6.
-    chInAddr& operator=(const in_addr& address);
-    chInAddr& operator=(const in6_addr& address);
+    chInAddr() = default;                          // No address.
+    chInAddr(const std::string& text);             // As fromString, its warning included.
+    chInAddr(const in_addr& address);              // IPv4.
+    chInAddr(const in6_addr& address);             // IPv6.
+    chInAddr& operator=(const in_addr& address);   // Becomes this IPv4 address.
+    chInAddr& operator=(const in6_addr& address);  // Becomes this IPv6 address.
 
     // No address again.
     void clear();
@@ -41,10 +41,10 @@ public:
     // take it by c_str(). No address: the empty text.
     std::string toString() const;
 
-    int family() const { return m_nFamily; }  // 0, AF_INET or AF_INET6.
-    bool hasData() const { return m_nFamily != 0; }
-    bool isIPv4() const { return m_nFamily == AF_INET; }
-    bool isIPv6() const { return m_nFamily == AF_INET6; }
+    int family() const { return m_nFamily; }               // 0, AF_INET or AF_INET6.
+    bool hasData() const { return m_nFamily != 0; }        // Whether there is an address.
+    bool isIPv4() const { return m_nFamily == AF_INET; }   // False without an address, as isIPv6.
+    bool isIPv6() const { return m_nFamily == AF_INET6; }  // False without an address, as isIPv4.
 
     // The address bytes, whatever the family; network byte order.
     in_addr& toInAddr();
@@ -77,9 +77,9 @@ private:
 // scope are always 0.
 class VDX_API chSocketAddr {
 public:
-    chSocketAddr();  // All zero.
-    chSocketAddr(const chInAddr& host, int nPort);
-    chSocketAddr(const std::string& host, int nPort);  // Host as chInAddr::fromString.
+    chSocketAddr();                                    // All zero.
+    chSocketAddr(const chInAddr& host, int nPort);     // As CreateSocketAddr.
+    chSocketAddr(const std::string& host, int nPort);  // The same; the host as chInAddr::fromString.
 
     // Fills in host and port (its low 16 bits), after zeroing everything. False for
     // no host address, which leaves all zero, and for port 0, which leaves the rest
@@ -91,6 +91,7 @@ public:
     void reset();
     bool hasData() const { return family() != 0; }
 
+    // The address for the calls of the system: sizeof(chSocketAddr) bytes may be written.
     sockaddr* toSocketAddr() { return &m_address.any; }
     const sockaddr* toSocketAddr() const { return &m_address.any; }
     chInAddr toInAddr() const;  // No address when the family is another one.

@@ -103,10 +103,10 @@ public:
     // What ReadLine does with one key; returns true when the key ends the line. Shows nothing.
     bool PutKey(int nKey);
 
-    void SetText(const std::string& strText);  // The cursor goes to the end.
-    const std::string& GetText() const { return m_strText; }
+    void SetText(const std::string& strText);                      // The cursor goes to the end.
+    const std::string& GetText() const { return m_strText; }       // The line as edited so far.
     int GetCursor() const { return static_cast<int>(m_nCursor); }  // In bytes.
-    bool IsOverwriting() const { return m_bOverwrite; }
+    bool IsOverwriting() const { return m_bOverwrite; }            // Changed by the key Insert.
 
 private:
     void insert(char c);

@@ -19,6 +19,7 @@
 class VDX_API chDynamicModule {
 public:
     chDynamicModule() = default;
+    // Opens a module; whether that worked is seen from GetMethod only.
     explicit chDynamicModule(const std::string& path) { OpenDynamicModule(path); }
     ~chDynamicModule() { CloseDynamicModule(); }
     chDynamicModule(const chDynamicModule&) = delete;

@@ -51,7 +51,7 @@ private:
 // Thread-safety: reading. Copies share their lists, which nobody changes.
 class VDX_API chFileFilter {
 public:
-    explicit chFileFilter(const std::string& filter) { SetFilter(filter); }
+    explicit chFileFilter(const std::string& filter) { SetFilter(filter); }  // Throws as SetFilter.
     // Copies only: a filter that was moved from would have no lists.
     chFileFilter(const chFileFilter&) = default;
     chFileFilter& operator=(const chFileFilter&) = default;

@@ -72,9 +72,10 @@ VDX_API const unsigned char* sockGetHardwareAddress(const std::string& name);
 // needs the system's privilege for that; without it, and on macOS, CreateSocket fails.
 class VDX_API chEthernetSocket {
 public:
+    // Opens the interface of that name; closes first what is open.
     bool CreateSocket(const std::string& name);
-    void DestroySocket() { m_socket.DestroySocket(); }
-    bool isValidSocket() const { return m_socket.isValidSocket(); }
+    void DestroySocket() { m_socket.DestroySocket(); }               // Nothing happens when none is open.
+    bool isValidSocket() const { return m_socket.isValidSocket(); }  // Whether one is open.
 
     // Sends one frame, link-layer header included, all of it or none.
     bool Send(const void* pFrame, int nBytes);

@@ -66,6 +66,7 @@ class VDX_API chReentrantCritical {
 public:
     chReentrantCritical() = default;
 
+    // Blocks, unless this thread is in the lock already.
     void Enter() {
         if (m_lock.IsLockedByThisThread()) {
             ++m_nDepth;
@@ -75,13 +76,14 @@ public:
         }
     }
 
+    // Undoes one Enter of this thread.
     void Leave() {
         if (!m_lock.IsLockedByThisThread()) abortNotHeld();
         if (m_nDepth-- == 1) m_lock.Unlock();
     }
 
-    bool IsLocked() const { return m_lock.IsLocked(); }
-    bool IsLockedByThisThread() const { return m_lock.IsLockedByThisThread(); }
+    bool IsLocked() const { return m_lock.IsLocked(); }                          // May be stale on return.
+    bool IsLockedByThisThread() const { return m_lock.IsLockedByThisThread(); }  // Exact.
 
 private:
     [[noreturn]] static void abortNotHeld();
@@ -93,6 +95,7 @@ private:
 // Holds a chReentrantCritical for the length of a scope.
 class chReentrantGuard {
 public:
+    // Blocks, as Enter.
     explicit chReentrantGuard(chReentrantCritical& lock) : m_lock(lock) { m_lock.Enter(); }
     ~chReentrantGuard() { m_lock.Leave(); }
     chReentrantGuard(const chReentrantGuard&) = delete;
@@ -118,8 +121,8 @@ public:
     xReadWriteLock& operator=(const xReadWriteLock&) = delete;
 
     bool tryLockRead() { return pthread_rwlock_tryrdlock(&m_lock) == 0; }  // Never blocks.
-    bool LockRead() { return pthread_rwlock_rdlock(&m_lock) == 0; }
-    bool LockWrite() { return pthread_rwlock_wrlock(&m_lock) == 0; }
+    bool LockRead() { return pthread_rwlock_rdlock(&m_lock) == 0; }        // Waits for the writer.
+    bool LockWrite() { return pthread_rwlock_wrlock(&m_lock) == 0; }       // Waits for everybody.
 
     // Both free the lock, in whichever mode it is held; 0, or an error number.
     int UnlockRead() { return pthread_rwlock_unlock(&m_lock); }

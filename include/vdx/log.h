@@ -30,10 +30,10 @@ struct TraceNode {
     std::int32_t code = 0;       // The caller's number; never negative.
     std::uint64_t sequence = 0;  // 1 for the first record of the process.
     char level = 0;              // 'E', 'W', 'N', 'I', 'D' or 'T'.
-    std::string module;
-    std::string text;
-    SYSTEMTIME time{};       // Local time of the queuing.
-    std::uint32_t task = 0;  // Task id of the queuing thread.
+    std::string module;          // As given, by convention a name.
+    std::string text;            // As given, without a newline of its own.
+    SYSTEMTIME time{};           // Local time of the queuing.
+    std::uint32_t task = 0;      // Task id of the queuing thread.
 };
 
 // The queue of records; without a limit. It lives to the very end of the process.
@@ -41,6 +41,7 @@ struct TraceNode {
 // Thread-safety: all members.
 class VDX_API QVLog {
 public:
+    // The process's queue, made at the first call.
     static QVLog* getInstance();
 
     // Queues a record and wakes one waiter; a negative code becomes 0. With debug

@@ -20,7 +20,7 @@
 // Thread-safety: none. Errors: NO_KEY and one warning line.
 class VDX_API xFileKey {
 public:
-    static constexpr std::uint32_t NO_KEY = 0xFFFFFFFF;
+    static constexpr std::uint32_t NO_KEY = 0xFFFFFFFF;  // No key could be made.
 
     // Where the key file of a name lies: a name with a path separator is a path itself, any other one
     // lies under "/tmp/vdx_". Kept in the object.
@@ -100,9 +100,9 @@ public:
     // Whether this object made the block. False for everybody once the maker has closed.
     bool IsCreateByMe() const;
 
-    void Flush() {}
-    void CloseMapFile();  // The last one to close frees the block.
-    void DestroyMapFile() { CloseMapFile(); }
+    void Flush() {}                            // Nothing: memory needs no flush.
+    void CloseMapFile();                       // The last one to close frees the block.
+    void DestroyMapFile() { CloseMapFile(); }  // The same: others may use the block.
 
 private:
     struct Entry;

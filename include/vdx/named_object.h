@@ -84,13 +84,14 @@ static_assert(sizeof(chNamedObjectManager) == 16);
 // The layout of the segment "ipc_system_named".
 class VDX_API chSystemNamedObject {
 public:
-    static constexpr int SIZE = 8192;
-    static constexpr int POOL_SIZE = 8144;
+    static constexpr int SIZE = 8192;       // Bytes of the segment.
+    static constexpr int POOL_SIZE = 8144;  // Bytes of it that blocks share.
 
     chSystemNamedObject();  // Lays out an empty segment; does not clear the pool's bytes.
     chSystemNamedObject(const chSystemNamedObject&) = delete;
     chSystemNamedObject& operator=(const chSystemNamedObject&) = delete;
 
+    // The parts of the segment.
     const ipcObjectHeader& GetHeader() const { return m_header; }
     chNamedObjectManager& GetManager() { return m_manager; }
     basePoolAlloc& GetPool() { return m_pool; }
@@ -111,14 +112,15 @@ static_assert(sizeof(chSystemNamedObject) == chSystemNamedObject::SIZE);
 // Thread-safety: getInstance and the lock; the segment under the lock.
 class VDX_API uCSystemNamedObjectHelper {
 public:
+    // The process's registry; opens it at the first call.
     static uCSystemNamedObjectHelper* getInstance();
     // The instance is its own: made once, never copied.
     uCSystemNamedObjectHelper(const uCSystemNamedObjectHelper&) = delete;
     uCSystemNamedObjectHelper& operator=(const uCSystemNamedObjectHelper&) = delete;
 
     int Lock() { return m_mutex.Lock(-1); }  // 1; 0 when the segment could not be opened.
-    void Unlock() { m_mutex.Unlock(); }
-    bool IsLockedByThisThread() const { return m_mutex.IsLockedByThisThread(); }
+    void Unlock() { m_mutex.Unlock(); }      // Undoes one Lock of this thread.
+    bool IsLockedByThisThread() const { return m_mutex.IsLockedByThisThread(); }  // Exact.
     chSystemNamedObject* GetSystemObject() const { return m_pObject; }  // Null when it could not be opened.
 
 private:

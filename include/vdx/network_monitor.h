@@ -72,6 +72,7 @@ using NetworkStatusBlock = std::function<void(int nStatus)>;
 // then current. Of all objects the one that was started last gets the reports.
 class VDX_API AFNetworkReachabilityManager {
 public:
+    // A new object, which does not monitor yet.
     static std::shared_ptr<AFNetworkReachabilityManager> manager();
 
     // The host's addresses as texts, those of loop-back interfaces left out, in the
@@ -118,6 +119,7 @@ public:
     // something changed since the last report.
     void updateNetworkMonitor();
 
+    // Ends monitoring; on return no report runs, except the one from which it is called.
     void stopNetworkMonitor();
 
     // Whether the addresses differ from those known, which they replace.

@@ -31,9 +31,10 @@ public:
 
     // How often baseDymicAlloc has allocated or freed; both wrap at 2^32.
     struct Counts {
-        std::uint32_t nAlloc;
-        std::uint32_t nFree;
+        std::uint32_t nAlloc;  // Allocations.
+        std::uint32_t nFree;   // Frees.
     };
+    // Both counters, taken at one moment.
     Counts getCounts();
 
     // Each counts that many events. For allocators that stand on this one.
@@ -62,6 +63,7 @@ class VDX_API baseDymicAlloc {
 public:
     baseDymicAlloc();  // Makes sure that the counters exist.
 
+    // A block whose content is undefined; null when the heap gives none.
     static void* alloc(int nSize);
 
     // Counts a free, unless p is null, and an allocation. As in C, a failure gives
@@ -114,6 +116,7 @@ public:
     // past the last node is accepted, too.
     bool IsValidPointer(const void* p) const;
 
+    // Nodes that were lent and not given back.
     int getNodesInUse() const { return m_nNodesInUse; }
 
 private:

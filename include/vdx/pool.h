@@ -29,6 +29,7 @@ public:
         m_next.setOffset(0);
         m_prev.setOffset(0);
     }
+    // Of a head: whether no node is in the list.
     bool empty() const { return m_next.offset() == 0; }
 
     // The neighbours; null for a node that is in no list.
@@ -90,19 +91,23 @@ public:
     pool_chain(const pool_chain&) = delete;
     pool_chain& operator=(const pool_chain&) = delete;
 
+    // The cell's data, its node in the free list, and back from either to the cell.
     void* get_pData() { return m_header + sizeof m_header; }
     list_chain_offset* get_pNode() { return reinterpret_cast<list_chain_offset*>(get_pData()); }
     static pool_chain* get_pCell(void* pData) {
         return reinterpret_cast<pool_chain*>(static_cast<unsigned char*>(pData) - sizeof m_header);
     }
+    // The cell of a node in the free list.
     static pool_chain* get_pCell(list_chain_offset* pNode) { return get_pCell(static_cast<void*>(pNode)); }
 
     // Usable bytes: low 32 bits of the header less the header itself.
     int get_nPoolSize() const {
         return static_cast<int>(static_cast<std::uint32_t>(header()) - std::uint32_t{sizeof m_header});
     }
+    // The parts of the header: the distance to the right neighbour and the free bit.
     unsigned long long get_iOffsetRightCell() const { return header() & nOffsetBits; }
     bool is_free_cell() const { return static_cast<std::int64_t>(header()) < 0; }
+    // The right neighbour; at the right end the pool's end.
     pool_chain* get_pRight() {
         return reinterpret_cast<pool_chain*>(reinterpret_cast<std::uintptr_t>(this) +
                                              static_cast<std::uintptr_t>(get_iOffsetRightCell()));
@@ -112,11 +117,13 @@ public:
     void init_cell(unsigned long long nOffset, bool bFree) {
         setHeader((nOffset & nOffsetBits) | (bFree ? nFreeBit : 0));
     }
+    // Keeps the distance.
     void set_cell_free(bool bFree) { setHeader((header() & nOffsetBits) | (bFree ? nFreeBit : 0)); }
     // Keeps the free bit.
     void set_iOffsetRightCell(unsigned long long nOffset) {
         setHeader((header() & nFreeBit) | (nOffset & nOffsetBits));
     }
+    // The same by the neighbour's place.
     void set_pRight(pool_chain* pRight) {
         set_iOffsetRightCell(reinterpret_cast<std::uintptr_t>(pRight) -
                              reinterpret_cast<std::uintptr_t>(this));
@@ -180,6 +187,7 @@ public:
     // Whether the cell and its right neighbour lie in the block; a warning line when not.
     bool is_valid_cell(pool_chain* pCell) const;
 
+    // The leftmost cell, and the place behind the last.
     pool_chain* begin_cell() const { return at(0); }
     pool_chain* end_cell() const { return at(m_nPoolSize); }
 

@@ -93,6 +93,7 @@ private:
 // Samples as G.711 mu-law bytes. Magnitudes above 32635 are clipped.
 class VDX_API uLawSample {
 public:
+    // Appends the code of one sample.
     void AppendSample(double x) { m_samples.push_back(vdx_g711::muLaw(vdx_g711::toPcm16(x))); }
 
     // As in pcm16Sample; a negative n does nothing.
@@ -102,9 +103,9 @@ public:
     // zero bytes, which are not the code of silence (0xFF).
     void AppendMuteSample(int n);
 
-    const void* GetBuffer() const;
-    int GetBufferSize() const;  // The number of samples.
-    void Clear();
+    const void* GetBuffer() const;  // The codes, a byte each; valid until the next change.
+    int GetBufferSize() const;      // The number of samples.
+    void Clear();                   // Drops the samples and keeps the room.
 
 private:
     std::vector<vdx_g711::Code> m_samples;
@@ -114,6 +115,7 @@ private:
 // above 32635 are clipped.
 class VDX_API aLawSample {
 public:
+    // Appends the code of one sample.
     void AppendSample(double x) { m_samples.push_back(vdx_g711::aLaw(vdx_g711::toPcm16(x))); }
 
     // As in pcm16Sample; a negative n does nothing.
@@ -123,9 +125,9 @@ public:
     // zero bytes, which are not the code of silence (0xD5).
     void AppendMuteSample(int n);
 
-    const void* GetBuffer() const;
-    int GetBufferSize() const;  // The number of samples.
-    void Clear();
+    const void* GetBuffer() const;  // The codes, a byte each; valid until the next change.
+    int GetBufferSize() const;      // The number of samples.
+    void Clear();                   // Drops the samples and keeps the room.
 
 private:
     std::vector<vdx_g711::Code> m_samples;

@@ -27,22 +27,26 @@
 // Thread-safety: none; whoever owns the block serialises its users.
 class share_pointer {
 public:
-    share_pointer() { setOffset(nNull); }  // Null.
-    explicit share_pointer(const void* p) { setPointer(p); }
-    share_pointer(const share_pointer& other) { setPointer(other.pointer()); }
+    share_pointer() { setOffset(nNull); }                                       // Null.
+    explicit share_pointer(const void* p) { setPointer(p); }                    // Null allowed.
+    share_pointer(const share_pointer& other) { setPointer(other.pointer()); }  // The same target.
+    // Takes the other's target.
     share_pointer& operator=(const share_pointer& other) {
         setPointer(other.pointer());
         return *this;
     }
 
+    // Points at p; null allowed.
     void setPointer(const void* p) {
         setOffset(p == nullptr ? nNull : static_cast<std::int64_t>(address(p) - address(this)));
     }
+    // The target, or null.
     void* pointer() const {
         const std::int64_t nOffset = offset();
         if (nOffset == nNull) return nullptr;
         return reinterpret_cast<void*>(address(this) + static_cast<std::uintptr_t>(nOffset));
     }
+    // Whether it is not null.
     bool hasData() const { return offset() != nNull; }
 
     // Same target, wherever the two links lie.
@@ -55,6 +59,7 @@ public:
         std::memcpy(&nOffset, m_offset, sizeof nOffset);
         return nOffset;
     }
+    // Stores such a value.
     void setOffset(std::int64_t nOffset) { std::memcpy(m_offset, &nOffset, sizeof nOffset); }
 
 private:

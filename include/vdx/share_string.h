@@ -36,11 +36,13 @@ public:
         if (nLength != 0) std::memcpy(c_ptr(), text.data(), nLength);
         c_ptr()[nLength] = '\0';
     }
+    // Bytes of the text.
     std::uint32_t length() const {
         std::uint32_t nLength;
         std::memcpy(&nLength, m_length, sizeof nLength);
         return nLength;
     }
+    // The bytes of the text, with a zero byte behind them.
     char* c_ptr() { return reinterpret_cast<char*>(this) + sizeof m_length; }
     const char* c_ptr() const { return reinterpret_cast<const char*>(this) + sizeof m_length; }
 
@@ -55,9 +57,11 @@ private:
 class VDX_API baseShareStringA {
 public:
     void set_Text(const baseShareTextA* pText) { m_text.setPointer(pText); }  // Null allowed.
+    // The record, or null.
     baseShareTextA* get_Text() const { return static_cast<baseShareTextA*>(m_text.pointer()); }
 
-    bool empty() const { return length() == 0; }
+    bool empty() const { return length() == 0; }  // True without a record, too.
+    // Bytes of the text; 0 without a record.
     std::uint32_t length() const {
         const baseShareTextA* pText = get_Text();
         return pText == nullptr ? 0 : pText->length();
@@ -67,7 +71,7 @@ public:
         const baseShareTextA* pText = get_Text();
         return pText == nullptr ? szNULL : pText->c_ptr();
     }
-    const char* c_ptr() const { return c_str(); }
+    const char* c_ptr() const { return c_str(); }  // A second name of c_str.
     // All bytes, zero bytes inside the text included.
     std::string_view view() const { return {c_str(), length()}; }
 
@@ -104,6 +108,7 @@ public:
     // such a snapshot never has data.
     explicit chPointerSnap(const void* p);
 
+    // Whether the registration seen still stands.
     bool hasData() const;
 
 private:

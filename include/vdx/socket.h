@@ -39,17 +39,17 @@ class WaitLimit;
 // A set of descriptors to wait for; any from 0 to 1023.
 class VDX_API chFD_SET {
 public:
-    chFD_SET();
-    explicit chFD_SET(int nFd);
+    chFD_SET();                  // Empty.
+    explicit chFD_SET(int nFd);  // With one descriptor, as by add.
 
     // False for a descriptor outside 0 to 1023. Waits on a set to which such a one
     // was added fail (-1, EBADF) until clear(): a wait without limit would never end.
     bool add(int nFd);
-    void clear();
+    void clear();  // Empty again.
 
-    bool isSet(int nFd) const;
+    bool isSet(int nFd) const;               // False outside 0 to 1023, too.
     int getFdMax() const { return m_nMax; }  // -1: empty.
-    fd_set* getFdSet() { return &m_set; }
+    fd_set* getFdSet() { return &m_set; }    // The set itself, for calls of the system.
 
     // Wait until a descriptor of the set can be read (written), or has an exceptional
     // condition; those that do are left in the set. How many conditions were met (a
@@ -75,11 +75,11 @@ public:
 
     // Closes what is open, then opens socket(domain, type, protocol).
     bool CreateSocket(int nDomain, int nType, int nProtocol);
-    bool Bind(const chSocketAddr& address);
-    virtual void DestroySocket();
+    bool Bind(const chSocketAddr& address);  // The system's bind.
+    virtual void DestroySocket();            // Closes; nothing happens when none is open.
 
-    bool isValidSocket() const { return m_nFd >= 0; }
-    int fd() const { return m_nFd; }  // -1: none.
+    bool isValidSocket() const { return m_nFd >= 0; }  // Whether a descriptor is open.
+    int fd() const { return m_nFd; }                   // -1: none.
 
     // chFD_SET::readSelect of this descriptor alone.
     int socketSelect(int nTimeout) const;
@@ -100,6 +100,7 @@ public:
     chSocketTCP() = default;
     ~chSocketTCP() override;
 
+    // An unbound stream socket of AF_INET or AF_INET6; closes first what is open.
     bool CreateSocket(int nDomain);
 
     // A socket bound to a local address, which needs a port and must be neither IPv6
@@ -116,8 +117,9 @@ public:
 
     // When connected: shuts the connection down and empties the buffer.
     void Disconnect();
-    void DestroySocket() override;
+    void DestroySocket() override;  // Disconnects and closes.
 
+    // Whether a connection stands, as far as calls on this object have noticed.
     bool isConnected() const { return m_bConnected; }
 
     // Whether the connection still stands; receives at most one byte, waiting 1 ms.
@@ -144,7 +146,7 @@ public:
     // Drops that many buffered bytes from the front: all of them if there are fewer,
     // none for a negative number.
     void seek(int nBytes);
-    void seekToEnd();
+    void seekToEnd();  // Drops everything buffered.
 
     // Waits for nBytes, then moves what is buffered, at most nBytes, to pOut. The
     // count, 0 when nothing came in time, -1 when nothing is buffered and the
@@ -163,15 +165,16 @@ protected:
     // moves nBegin; what is left moves to the front only when at least as much was
     // dropped before it, so each byte costs constant time however much is buffered.
     struct Bytes {
-        std::vector<unsigned char> storage;
-        std::size_t nBegin = 0;
-        std::size_t nEnd = 0;
+        std::vector<unsigned char> storage;  // As large as was ever needed.
+        std::size_t nBegin = 0;              // The first byte that is not consumed.
+        std::size_t nEnd = 0;                // Behind the last byte received.
 
-        std::size_t size() const { return nEnd - nBegin; }
+        std::size_t size() const { return nEnd - nBegin; }  // Bytes not yet consumed.
+        // The first of them.
         const unsigned char* data() const { return storage.data() + nBegin; }
         unsigned char* room(std::size_t nBytes);  // Writable; nEnd += what was written.
         void drop(std::size_t nBytes);            // At most size().
-        void clear() { nBegin = nEnd = 0; }
+        void clear() { nBegin = nEnd = 0; }       // Drops everything.
     };
 
     // Receives until nWanted bytes are buffered; never more than are missing.
@@ -183,8 +186,8 @@ protected:
     // The connection has ended: shut down, not connected, buffer kept.
     void dropConnection();
 
-    Bytes m_received;
-    std::vector<unsigned char> m_scratch;
+    Bytes m_received;                      // What the class comment calls the buffer.
+    std::vector<unsigned char> m_scratch;  // Where receives of unknown length go first.
 
 private:
     friend class chSocketTCPServer;
@@ -204,6 +207,7 @@ private:
 // A listening socket.
 class VDX_API chSocketTCPServer : public chSocketTCP {
 public:
+    // Listens with a queue of so many connections. Requires: created with a local address.
     bool SocketListen(int nBacklog);
 
     // Waits for a connection and puts it into `client`, in place of what that held.
@@ -217,8 +221,9 @@ public:
 // A datagram socket that remembers who sent the last datagram.
 class VDX_API chSocketUDP : public chSocket {
 public:
+    // An unbound datagram socket of AF_INET or AF_INET6; closes first what is open.
     bool CreateSocket(int nDomain);
-    void DestroySocket() override;
+    void DestroySocket() override;  // Closes.
 
     // Bound to a local address; the same addresses are refused as by chSocketTCP.
     bool CreateSocket(const chSocketAddr& local);
@@ -252,9 +257,9 @@ private:
 // with EINVAL. Where an address stands without a length, the length is 28 for
 // AF_INET6 and 16 for anything else.
 
-VDX_API int sockClose(int nFd);
-VDX_API bool sockListen(int nFd, int nBacklog);
-VDX_API bool sockSetBlocking(int nFd, bool bBlocking);
+VDX_API int sockClose(int nFd);                         // 0, or -1.
+VDX_API bool sockListen(int nFd, int nBacklog);         // Whether it listens now.
+VDX_API bool sockSetBlocking(int nFd, bool bBlocking);  // Whether that could be set.
 
 // Connects within a time limit. True when connected, now or before. A descriptor
 // whose connect was refused should not be used again.
@@ -267,6 +272,8 @@ VDX_API int sockShutdown(int nFd);  // Both directions.
 // Bytes waiting in the system's buffer.
 VDX_API int sockPeekRecvLength(int nFd);
 
+// The number of bytes received, 0 at the end of a stream. Of the sender's address at most *pLength
+// bytes are written, and its length there; nothing of it when one of the pointers is null.
 VDX_API int sockRecv(int nFd, void* pOut, int nBytes, int nFlags);
 VDX_API int sockRecvFrom(int nFd, void* pOut, int nBytes, int nFlags, sockaddr* pFrom, int* pLength);
 

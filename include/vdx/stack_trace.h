@@ -37,6 +37,7 @@ VDX_API void vdxDumpStack(int nDepth);
 // A scope whose level does not pass at its start is not traced at its end either.
 class VDX_API chTraceStack {
 public:
+    // Begins the scope.
     chTraceStack(int nLevel, const char* szFunction, const char* szFormat, ...) VDX_PRINTF_FORMAT(4, 5);
     ~chTraceStack();
     chTraceStack(const chTraceStack&) = delete;
@@ -54,11 +55,13 @@ private:
 // without a lock. Use chTraceStack.
 class VDX_API simpStackTracer {
 public:
+    // Begins the scope.
     simpStackTracer(const char* szFunction, const char* szFormat, ...) VDX_PRINTF_FORMAT(3, 4);
     ~simpStackTracer();
     simpStackTracer(const simpStackTracer&) = delete;
     simpStackTracer& operator=(const simpStackTracer&) = delete;
 
+    // The depth of all threads together; may be written to.
     static int& getDepth();
 
 private:

@@ -20,9 +20,10 @@
 // microseconds lies in [0, 1 000 000), except that an exact negative multiple of
 // a million gives 1 000 000: chTick(5, -1000000) is {3, 1000000}.
 struct VDX_API chTick {
-    std::int32_t seconds;
-    std::int32_t microseconds;
+    std::int32_t seconds;       // Whole seconds.
+    std::int32_t microseconds;  // The rest.
 
+    // Normalises.
     chTick(int nSeconds = 0, int nMicroseconds = 0);
 
     // Each adds or subtracts both fields, then normalises once.
@@ -30,6 +31,7 @@ struct VDX_API chTick {
     chTick operator-(const chTick& other) const;
     chTick& operator+=(const chTick& other);
 
+    // By seconds, then by microseconds.
     bool operator<(const chTick& other) const;
     bool operator>(const chTick& other) const;
 };
@@ -37,8 +39,8 @@ struct VDX_API chTick {
 // The boot clock: never decreases, unaffected by the calendar clock.
 class VDX_API chTimer {
 public:
-    static std::uint64_t GetTimeFromBoot_ms();
-    static chTick GetTickFromBoot();
+    static std::uint64_t GetTimeFromBoot_ms();  // Milliseconds since boot.
+    static chTick GetTickFromBoot();            // The same as a tick, exact to the microsecond.
 };
 
 // A deadline on the boot clock.
@@ -59,7 +61,7 @@ struct VDX_API chTimeout {
 
 // A stopwatch, started by its construction.
 struct VDX_API chTickTimer {
-    chTick start;
+    chTick start;  // When it was started.
 
     chTickTimer();
 
@@ -72,8 +74,8 @@ struct VDX_API chTickTimer {
 
 // A time limit in the form that select takes; {2 147 483 647, 0} is no limit.
 struct VDX_API chTimeval {
-    decltype(timeval::tv_sec) seconds;
-    decltype(timeval::tv_usec) microseconds;
+    decltype(timeval::tv_sec) seconds;        // Whole seconds.
+    decltype(timeval::tv_usec) microseconds;  // The rest.
 
     explicit chTimeval(int nMilliseconds);  // -1: no limit.
 
@@ -83,14 +85,14 @@ struct VDX_API chTimeval {
 
 // The system-time record.
 struct SYSTEMTIME {
-    std::uint16_t wYear;
-    std::uint16_t wMonth;      // 1 to 12.
-    std::uint16_t wDayOfWeek;  // 0: Sunday.
-    std::uint16_t wDay;        // 1 to 31.
-    std::uint16_t wHour;
-    std::uint16_t wMinute;
-    std::uint16_t wSecond;
-    std::uint16_t wMilliseconds;
+    std::uint16_t wYear;          // Such as 2026.
+    std::uint16_t wMonth;         // 1 to 12.
+    std::uint16_t wDayOfWeek;     // 0: Sunday.
+    std::uint16_t wDay;           // 1 to 31.
+    std::uint16_t wHour;          // 0 to 23.
+    std::uint16_t wMinute;        // 0 to 59.
+    std::uint16_t wSecond;        // 0 to 60.
+    std::uint16_t wMilliseconds;  // 0 to 999.
 };
 
 // Fills in the local time. A change of the time zone of the process is seen from
@@ -105,7 +107,7 @@ struct VDX_API chLocalTime : SYSTEMTIME {
 // A calendar instant: a day number and the milliseconds in that day. Day 719 560
 // is 1970-01-01; the calendar is Gregorian for all days. No time zone is applied.
 struct VDX_API chTime {
-    std::int32_t days;
+    std::int32_t days;          // Day number.
     std::int32_t milliseconds;  // In [0, 86 400 000) after normalising operations.
 
     chTime() : days(0), milliseconds(0) {}
@@ -118,6 +120,7 @@ struct VDX_API chTime {
     // A date and a time of day; not normalised.
     chTime(int nYear, int nMonth, int nDay, int nHour, int nMinute, int nSecond, int nMilliseconds);
 
+    // The start of 1970.
     static const chTime& time1970();
 
     // The current time, UTC.
@@ -126,15 +129,18 @@ struct VDX_API chTime {
     // Sets the system's clock. False without the privilege.
     static bool setSystemTime(const chTime& time);
 
-    int GetYear() const;
+    int GetYear() const;   // Such as 2026.
     int GetMonth() const;  // 1 to 12.
     int GetDay() const;    // 1 to 31.
+    // The time of day: hour, minute, second, millisecond.
     int GetHour() const;
     int GetMinute() const;
     int GetSecond() const;
     int GetMillsSecond() const;
+
     int GetDayOfWeek() const;  // 0: Sunday.
 
+    // The time since the start of day 0 in milliseconds, and in whole seconds.
     std::int64_t toMillsSeconds() const;
     std::int64_t toSeconds() const;
 
@@ -147,6 +153,7 @@ struct VDX_API chTime {
     chTime& operator+=(const chTime& other);
     chTime& operator-=(const chTime& other);
 
+    // By days, then by milliseconds.
     bool operator==(const chTime& other) const;
     bool operator!=(const chTime& other) const;
     bool operator<(const chTime& other) const;
@@ -161,7 +168,7 @@ struct VDX_API chTime {
 
 // An error code as a value. The library itself throws none.
 struct VDX_API chException {
-    std::uint32_t code = 0;
+    std::uint32_t code = 0;  // The meaning is its user's.
 
     chException();
     ~chException();

@@ -36,8 +36,9 @@ class chSystemTracerManager;
 
 // Level and method of a process, or the default of all.
 struct chTraceOption {
-    static constexpr std::int32_t UNSET_LEVEL = -1;
-    static constexpr std::uint32_t UNSET_METHOD = 0xFFFFFFFF;
+    static constexpr std::int32_t UNSET_LEVEL = -1;            // No level of its own.
+    static constexpr std::uint32_t UNSET_METHOD = 0xFFFFFFFF;  // No method of its own.
+    // Nothing, the console, rotating files, the queue of the trace block.
     enum Method : std::uint32_t { METHOD_NULL, METHOD_CONSOLE, METHOD_FILE, METHOD_SHARE };
 
     std::int32_t level;    // Messages up to this level pass; -1 in a process: as the default says.
@@ -57,6 +58,7 @@ static_assert(sizeof(chTraceOption) == 8);
 // Thread-safety: all members. errno is left as it was.
 class VDX_API uCTraceHelper : public chSegmentMutex {
 public:
+    // The process's helper, made at the first call.
     static uCTraceHelper* getInstance();
     uCTraceHelper(const uCTraceHelper&) = delete;
     uCTraceHelper& operator=(const uCTraceHelper&) = delete;

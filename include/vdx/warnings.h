@@ -5,9 +5,12 @@
 
 #include <vdx/export.h>
 
+// Lets the compiler check the arguments of a function that formats: the places, counted from 1, of the
+// format and of its first argument (0: a va_list).
 #if defined(__GNUC__)
 #define VDX_PRINTF_FORMAT(fmt, args) __attribute__((format(printf, fmt, args)))
 #else
+// Nothing for other compilers.
 #define VDX_PRINTF_FORMAT(fmt, args)
 #endif
 

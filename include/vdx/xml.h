@@ -97,14 +97,16 @@ VDX_API chXmlElement getChildSoap(const chXmlElement& parent);
 // the same value), bool as true or false, texts as they are.
 class VDX_API chVarArgs {
 public:
+    // A list of these values, in order.
     template <class... Values>
     explicit chVarArgs(const Values&... values) {
         (add(values), ...);
     }
 
+    // Each appends one value; a null text is the empty one.
     void add(bool bValue);
     void add(double dValue);
-    void add(const char* szValue);  // Null is the empty text.
+    void add(const char* szValue);
     void add(const std::string& szValue);
     template <class Integer>
     requires std::is_integral_v<Integer>
@@ -112,6 +114,7 @@ public:
         addInteger(std::is_signed_v<Integer> && nValue < Integer{0}, static_cast<unsigned long long>(nValue));
     }
 
+    // The texts of the values.
     const std::vector<std::string>& values() const { return m_values; }
 
 private:

@@ -15,8 +15,9 @@
 class VDX_API chXmlAttributeObject : public chXmlObject {
 public:
     chXmlAttributeObject() = default;
-    chXmlAttributeObject(const chXmlObject& other) : chXmlObject(other) {}
+    chXmlAttributeObject(const chXmlObject& other) : chXmlObject(other) {}  // Shares the node.
 
+    // 0 for an empty handle.
     std::int32_t GetAttributeCount() const;
 
     // The attributes, for iterating; null for an empty handle.
@@ -44,7 +45,9 @@ public:
     std::string parseContent(const std::string& szText) override;
 
 protected:
+    // Takes over one count.
     chXmlAttributeObject(xmlNodeData* pNode, adopt_t adopt) : chXmlObject(pNode, adopt) {}
+    // parseContent; an empty handle receives a node of that kind.
     std::string parseAs(xmlType nType, const std::string& szText);
 };
 
@@ -78,6 +81,7 @@ public:
     // other children). False if it has that text already.
     bool SetOption(const std::string& szName, const std::string& szValue);
 
+    // A deep copy, as a root; shares nothing with the source.
     chXmlElement clone() const;
 
     // Reads the rest of an element, from just after its "<" to the end of its end

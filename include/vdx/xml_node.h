@@ -40,10 +40,12 @@ class VDX_API xmlAttributeList {
     struct entry;
 
 public:
-    using value_type = std::pair<std::string, std::string>;
+    using value_type = std::pair<std::string, std::string>;  // Name and value.
 
+    // A forward iterator; valid as long as its pair stands in the list.
     class const_iterator {
     public:
+        // What the standard library asks an iterator for.
         using iterator_category = std::forward_iterator_tag;
         using value_type = xmlAttributeList::value_type;
         using difference_type = std::ptrdiff_t;
@@ -51,12 +53,15 @@ public:
         using reference = const value_type&;
 
         const_iterator() = default;
+        // The pair. Requires: not at the end.
         reference operator*() const { return m_pEntry->pair; }
         pointer operator->() const { return &m_pEntry->pair; }
+        // Moves on to the next pair. Requires: not at the end.
         const_iterator& operator++() {
             m_pEntry = m_pEntry->pNext;
             return *this;
         }
+        // The same; gives the place before.
         const_iterator operator++(int) {
             const_iterator before = *this;
             ++*this;
@@ -75,10 +80,11 @@ public:
     xmlAttributeList& operator=(const xmlAttributeList&) = delete;
     ~xmlAttributeList();
 
+    // The first pair, and the end; both the same for an empty list.
     const_iterator begin() const { return const_iterator(m_pFirst); }
     const_iterator end() const { return const_iterator(); }
-    bool empty() const { return !m_pFirst; }
-    std::size_t size() const;  // Walks the list.
+    bool empty() const { return !m_pFirst; }  // Whether there are no attributes.
+    std::size_t size() const;                 // Walks the list.
 
 private:
     friend struct xmlRecords;
@@ -94,13 +100,13 @@ private:
 // document.
 class VDX_API dataXmlBase {
 public:
-    explicit dataXmlBase(xmlType nType) : m_nType(nType) {}
+    explicit dataXmlBase(xmlType nType) : m_nType(nType) {}  // With the empty text.
     dataXmlBase(const dataXmlBase&) = delete;
     dataXmlBase& operator=(const dataXmlBase&) = delete;
     virtual ~dataXmlBase();
 
-    xmlType type() const { return m_nType; }
-    const std::string& text() const { return m_szText; }
+    xmlType type() const { return m_nType; }              // The kind.
+    const std::string& text() const { return m_szText; }  // The text.
 
 private:
     friend struct xmlRecords;
@@ -112,7 +118,7 @@ private:
 // What nodes with attributes hold.
 class VDX_API dataXmlElement : public dataXmlBase, public xmlAttributeList {
 public:
-    explicit dataXmlElement(xmlType nType) : dataXmlBase(nType) {}
+    explicit dataXmlElement(xmlType nType) : dataXmlBase(nType) {}  // Without attributes.
     ~dataXmlElement() override;
 };
 
@@ -141,13 +147,16 @@ public:
     // A node. Its content, a dataXmlBase or dataXmlElement, follows it in memory.
     struct xmlNodeData {
         std::atomic<int> nCount;  // Handles, plus one while it has a parent.
+        // The node's place in the tree: null where there is no such node.
         xmlNodeData* pParent;
         xmlNodeData* pFirstChild;
         xmlNodeData* pLastChild;
         xmlNodeData* pNext;
         xmlNodeData* pPrevious;
 
+        // Sets all links to null.
         void reset_chain() { pParent = pFirstChild = pLastChild = pNext = pPrevious = nullptr; }
+        // What the node holds.
         dataXmlBase& content() { return *reinterpret_cast<dataXmlBase*>(this + 1); }
         const dataXmlBase& content() const { return *reinterpret_cast<const dataXmlBase*>(this + 1); }
     };
@@ -163,6 +172,7 @@ public:
     chXmlObject(xmlNodeData* pNode) : m_pNode(pNode) {
         if (pNode) share(pNode);
     }
+    // Copies share the node; what was moved from is empty.
     chXmlObject(const chXmlObject& other) : chXmlObject(other.m_pNode) {}
     chXmlObject(chXmlObject&& other) noexcept
         : baseDymicAlloc(other), m_pNode(std::exchange(other.m_pNode, nullptr)) {}
@@ -174,6 +184,7 @@ public:
 
     // --- Queries --------------------------------------------------------------
 
+    // Whether there is a node; its kind, or xmlNone.
     bool hasData() const { return m_pNode != nullptr; }
     xmlType type() const { return m_pNode ? m_pNode->content().type() : xmlNone; }
 
@@ -181,16 +192,19 @@ public:
     // or CDATA node. Empty for an empty handle.
     std::string tagName() const { return m_pNode ? m_pNode->content().text() : std::string(); }
 
+    // Whether it has a child of any kind.
     bool hasChildren() const { return m_pNode && m_pNode->pFirstChild; }
 
     // The number of ancestors; a document node at the top does not count, so that a
     // document's top element has level 0. 0 for an empty handle.
     int getLevel() const;
 
+    // The parent; an empty handle for a root.
     chXmlObject getParent() const { return m_pNode ? chXmlObject(m_pNode->pParent) : chXmlObject(); }
 
     // --- Navigation: an empty handle means "none" -------------------------------
 
+    // The first child of any kind, and the first one that is an element.
     chXmlObject getChild() const { return m_pNode ? chXmlObject(m_pNode->pFirstChild) : chXmlObject(); }
     chXmlElement getChildElement() const;
     chXmlElement getNextElement() const;  // The next sibling that is an element.
@@ -262,10 +276,11 @@ protected:
     struct adopt_t {};
     chXmlObject(xmlNodeData* pNode, adopt_t) : m_pNode(pNode) {}  // Takes over one count.
 
+    // The node of a handle, or null.
     static xmlNodeData* nodeOf(const chXmlObject& handle) { return handle.m_pNode; }
     void replaceNode(xmlNodeData* pNode);  // Takes over one count of the new node.
 
-    xmlNodeData* m_pNode = nullptr;
+    xmlNodeData* m_pNode = nullptr;  // The node, or null.
 
 private:
     static void share(xmlNodeData* pNode);
