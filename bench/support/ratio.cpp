@@ -13,9 +13,15 @@ namespace vdx::bench {
 
 namespace {
 
+struct Peer {
+    std::string name, time;
+    double ratio;
+};
+
 struct Row {
-    std::string title, ours, peer, peerName;
-    double ratio, goal;
+    std::string title, ours;
+    double goal;
+    std::vector<Peer> peers;  // The best one first; never empty.
 };
 
 std::vector<Figure>& figures() {
@@ -69,33 +75,39 @@ std::string timeText(double nanoseconds) {
 // False when the figure was not run, for example because of a filter.
 bool makeRow(const Figure& figure, const BestTimes& times, Row& row) {
     const double ours = times.best(figure.ours);
-    double best = 0;
+    row = {figure.title, timeText(ours), figure.goal, {}};
     for (const std::string& peer : figure.peers) {
         const double time = times.best(peer);
-        if (time > 0 && (best == 0 || time < best)) {
-            best = time;
-            row.peerName = peer;
-        }
+        if (time > 0) row.peers.push_back({peer, timeText(time), time / ours});
     }
-    if (ours == 0 || best == 0) return false;
-    row = {figure.title, timeText(ours), timeText(best), row.peerName, best / ours, figure.goal};
-    return true;
+    std::stable_sort(row.peers.begin(), row.peers.end(),
+                     [](const Peer& left, const Peer& right) { return left.ratio < right.ratio; });
+    return ours > 0 && !row.peers.empty();
 }
 
 void print(const std::vector<Row>& rows) {
     std::printf(
         "\n| figure | ours | best peer | peer | ratio | goal | met |\n|---|---|---|---|---|---|---|\n");
-    const char* szTable = std::getenv("VDX_BENCH_TABLE");
-    std::FILE* pTable = szTable ? std::fopen(szTable, "a") : nullptr;
     for (const Row& row : rows) {
-        char text[512];
-        std::snprintf(text, sizeof text, "| %s | %s | %s | %s | %.2f | %.2f | %s |\n", row.title.c_str(),
-                      row.ours.c_str(), row.peer.c_str(), row.peerName.c_str(), row.ratio, row.goal,
-                      row.ratio >= row.goal ? "yes" : "no");
-        std::fputs(text, stdout);
-        if (pTable) std::fputs(text, pTable);
+        const Peer& best = row.peers.front();
+        std::printf("| %s | %s | %s | %s | %.2f | %.2f | %s |\n", row.title.c_str(), row.ours.c_str(),
+                    best.time.c_str(), best.name.c_str(), best.ratio, row.goal,
+                    best.ratio >= row.goal ? "yes" : "no");
     }
-    if (pTable) std::fclose(pTable);
+}
+
+// The rows for scripts/bench_report.py, fields between tabs: title, ours, goal, then name, time and
+// ratio of each peer, the best one first.
+bool save(const std::vector<Row>& rows, const char* szPath) {
+    std::FILE* pFile = std::fopen(szPath, "w");
+    if (!pFile) return false;
+    for (const Row& row : rows) {
+        std::fprintf(pFile, "%s\t%s\t%g", row.title.c_str(), row.ours.c_str(), row.goal);
+        for (const Peer& peer : row.peers)
+            std::fprintf(pFile, "\t%s\t%s\t%.4g", peer.name.c_str(), peer.time.c_str(), peer.ratio);
+        std::fputc('\n', pFile);
+    }
+    return std::fclose(pFile) == 0;
 }
 
 int run(int argc, char** argv) {
@@ -123,6 +135,11 @@ int run(int argc, char** argv) {
     }
     rows.insert(rows.end(), measuredRows().begin(), measuredRows().end());
     print(rows);
+    const char* szTable = std::getenv("VDX_BENCH_TABLE");
+    if (szTable && !save(rows, szTable)) {
+        std::perror(szTable);
+        return 1;
+    }
     // A figure that is left out without a filter is a mistake in its names.
     const bool bFiltered = std::any_of(argv + 1, argv + argc, [](const std::string& arg) {
         return arg.rfind("--benchmark_filter", 0) == 0;
@@ -142,7 +159,7 @@ void addMeasured(const std::string& title, double ours, const std::string& peer,
     char own[40], other[40];
     std::snprintf(own, sizeof own, "%.3g %s", ours, unit);
     std::snprintf(other, sizeof other, "%.3g %s", peerValue, unit);
-    measuredRows().push_back({title, own, other, peer, peerValue / ours, goal});
+    measuredRows().push_back({title, own, goal, {{peer, other, peerValue / ours}}});
 }
 
 }  // namespace vdx::bench
