@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <vdx/packet.h>
+#include <vdx/platform.h>
 #include <vdx/warnings.h>
 
 namespace {
@@ -42,12 +43,16 @@ int echoTo(chSocketPacketTCP& client) {
 }
 
 void serve(chSocketTCPServer& server, int nClients) {
-    for (int i = 0; i != nClients; ++i) {
+    for (int nServed = 0; nServed != nClients;) {
         chSocketPacketTCP client;
         chSocketAddr from;
-        if (!server.AcceptOnSocket(client, &from, -1)) continue;
+        if (!server.AcceptOnSocket(client, &from, -1)) {
+            vdxSleep(100);  // Without descriptors, say, it fails at once and again.
+            continue;
+        }
         const int nPackets = echoTo(client);
         std::printf("%s: %d packets\n", from.toInAddr().toString().c_str(), nPackets);
+        ++nServed;
     }
 }
 

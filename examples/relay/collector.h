@@ -21,9 +21,10 @@ public:
     // Sends traces to the console again and takes what is left in the queue.
     void stop();
 
-    // After stop: lines taken, and those of them from one module.
+    // After stop: lines taken, those of them from one module, and those left.
     std::int64_t lines() const { return m_nLines; }
     std::int64_t linesOfServer() const { return m_nServerLines; }
+    std::int64_t linesLeft() const;
 
 private:
     void drain();

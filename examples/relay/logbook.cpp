@@ -1,53 +1,71 @@
-// The relay's rotating logs.
+// The relay's book: numbered lines in rotating logs, from run to run.
 #include "logbook.h"
 
 #include <cstdlib>
 #include <fstream>
-#include <string>
-#include <vector>
 
-#include <vdx/vdx.h>
+#include "log_files.h"
 
 namespace {
 
 constexpr int FILE_KIB = 16;
 constexpr int FILES = 3;
-constexpr int LINES = 2000;
 
-std::string lineText(int nLine) {
+std::string lineText(std::int64_t nLine) {
     return "line " + std::to_string(nLine) + " of the relay's book, kept for a while";
 }
 
 // The number of a line; -1 for one that the book did not write.
-int lineNumber(const std::string& line) {
+std::int64_t lineNumber(const std::string& line) {
     const std::vector<std::string> words = vdxGetWords(line);
-    const int nLine = words.size() > 1 ? std::atoi(words[1].c_str()) : -1;
+    const std::int64_t nLine = words.size() > 1 ? std::atoll(words[1].c_str()) : -1;
     return line == lineText(nLine) ? nLine : -1;
 }
 
 }  // namespace
 
-void runLogbook(const Folders& folders, Report& report) {
-    chFileTrace book;
-    book.OpenFileTrace(pathAppend(folders.log, "book"), FILE_KIB, FILES);
-    for (int i = 0; i < LINES; ++i)
-        book.WriteLogLine(lineText(i));
+Logbook::Logbook(const Folders& folders) {
+    openLog(m_book, pathAppend(folders.log, "book"), FILE_KIB, FILES);
+    m_found = readFiles();
+    m_nNext = m_found.nNext;
+}
 
-    int nFiles = 0;
-    bool bWithinLimits = true;
-    std::vector<int> numbers;
-    for (; pathFileExist(book.GetFileName(nFiles)); ++nFiles) {
-        // A file may exceed its limit by one line, and by one byte for each line.
-        bWithinLimits = bWithinLimits && pathFileSize(book.GetFileName(nFiles)) <= FILE_KIB * 1024 + LINES;
-        std::ifstream file(book.GetFileName(nFiles));
-        for (std::string line; std::getline(file, line);)
-            numbers.push_back(lineNumber(line));
+void Logbook::write(int nLines) {
+    const std::string newest = m_book.GetFileName(FILES - 1);
+    for (int i = 0; i < nLines; ++i) {
+        const int nBefore = pathFileSize(newest);
+        m_book.WriteLogLine(lineText(m_nNext++));
+        if (pathFileSize(newest) < nBefore) ++m_nRotations;
     }
-    bool bWithoutGap = !numbers.empty() && numbers.back() == LINES - 1 && numbers.front() > 0;
-    for (std::size_t i = 1; i < numbers.size(); ++i)
-        bWithoutGap = bWithoutGap && numbers[i] == numbers[i - 1] + 1;
-    report.expect("log files kept", nFiles, FILES);
-    report.require("  each within its limit", bWithinLimits);
-    report.require("  the newest lines, without a gap", bWithoutGap);
-    report.show("  lines on the disk", static_cast<std::int64_t>(numbers.size()));
+}
+
+Logbook::Content Logbook::readFiles() const {
+    Content content;
+    for (; pathFileExist(m_book.GetFileName(content.nFiles)); ++content.nFiles) {
+        const std::string name = m_book.GetFileName(content.nFiles);
+        std::ifstream file(name);
+        int nLines = 0;
+        for (std::string line; std::getline(file, line); ++nLines) {
+            const std::int64_t nLine = lineNumber(line);
+            if (content.nNext == 0) content.nFirst = content.nNext = nLine;
+            content.bWithoutGap = content.bWithoutGap && nLine == content.nNext;
+            content.nNext = nLine + 1;
+        }
+        // A file may exceed its limit by one line, and by one byte for each line.
+        const auto nLongest = static_cast<int>(lineText(content.nNext).size());
+        content.bWithinLimits =
+            content.bWithinLimits && pathFileSize(name) - nLines < FILE_KIB * 1024 + nLongest;
+    }
+    return content;
+}
+
+void Logbook::check(Report& report) const {
+    const Content content = readFiles();
+    report.show("lines of the book found at the start", m_found.nNext - m_found.nFirst);
+    report.require("  without a gap", m_found.bWithoutGap);
+    report.expect("  log files kept at the end", content.nFiles, FILES);
+    report.require("  each within its limit", content.bWithinLimits);
+    report.show("  files rotated", m_nRotations);
+    report.show("  lines on the disk", content.nNext - content.nFirst);
+    report.require("  the newest ones, without a gap", content.bWithoutGap && content.nNext == m_nNext);
 }

@@ -24,6 +24,8 @@ bool setOption(const std::string& name, const char* szValue, Options& out) {
     if (name == "--seconds") return readNumber(szValue, out.nSeconds);
     if (name == "--clients") return readNumber(szValue, out.nClients) && out.nClients > 0;
     if (name == "--packets") return readNumber(szValue, out.nPackets) && out.nPackets > 0;
+    if (name == "--lines") return readNumber(szValue, out.nLines) && out.nLines > 0;
+    if (name == "--growth") return readNumber(szValue, out.nGrowth);
     return false;
 }
 
@@ -45,6 +47,6 @@ bool readOptions(int argc, char** argv, Options& out) {
 
 const char* usage() {
     return "usage: relay [--root PATH] [--survey PATH] [--filter PATTERNS] [--seconds N] [--clients N] "
-           "[--packets N]\n"
+           "[--packets N] [--lines N] [--growth KIB]\n"
            "  Files are kept below the root: the option, else APP_ROOT, else the user's data folder.";
 }

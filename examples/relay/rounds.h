@@ -3,10 +3,11 @@
 
 #include <cstdint>
 
+#include "logbook.h"
 #include "options.h"
 #include "report.h"
 #include "settings.h"
 
-// Runs one round, or rounds for as long as the options say, and reports what was
-// sent, answered and held. How many packets the server answered.
-std::int64_t runRounds(const Options& options, const Settings& settings, Report& report);
+// Runs two rounds, or rounds for as long as the options say, and reports what was sent,
+// answered and held. Each round adds to the book. How many packets the server answered.
+std::int64_t runRounds(const Options& options, const Settings& settings, Logbook& book, Report& report);

@@ -6,7 +6,8 @@
 
 namespace {
 
-constexpr int POLL_MS = 100;  // How soon a stop is noticed.
+constexpr int POLL_MS = 20;  // How soon a stop is noticed.
+constexpr int REST_MS = 5;
 
 std::string sumAnswer(const chXmlElement& request) {
     long nSum = 0;
@@ -59,7 +60,10 @@ void Server::stop() {
 void Server::acceptClients() {
     while (!m_bStop) {
         auto peer = std::make_shared<chSocketPacketTCP>();
-        if (!m_listener.AcceptOnSocket(*peer, nullptr, POLL_MS)) continue;
+        if (!m_listener.AcceptOnSocket(*peer, nullptr, POLL_MS)) {
+            vdxSleep(REST_MS);  // Not only the time may be over: without descriptors it fails at once.
+            continue;
+        }
         m_workers.emplace_back([this, peer] { serve(*peer); });
     }
 }

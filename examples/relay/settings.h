@@ -12,6 +12,7 @@ struct Settings {
     std::string password;  // In clear; stored encrypted.
 };
 
-// Reads data/relay.xml below the root; writes it with default values on the first run.
-// Records in the report which of the two it was, and that the file reads back alike.
+// Reads data/relay.xml below the root, on the first run made with default values, and
+// counts the start in it. Saved so that no crash leaves half of it. Records in the report
+// what it did, and that the file reads back alike.
 bool loadSettings(const Folders& folders, Settings& out, Report& report);

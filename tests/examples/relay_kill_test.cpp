@@ -1,0 +1,137 @@
+// The relay is killed, at random moments and while it renames files, and started again:
+// its files keep all that was in them.
+#include <fcntl.h>
+#include <csignal>
+#include <ctime>
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include <vdx/password.h>
+#include <vdx/xml.h>
+
+#include "support/child.h"
+
+namespace {
+
+class RelayKill : public ::testing::Test {
+protected:
+    // Most of the time it writes to its book, whose files rotate every 400 lines.
+    std::vector<std::string> command(const char* szSeconds) const {
+        return {RELAY_PROGRAM, "--root",    m_dir.path(), "--survey", m_dir.path(),
+                "--clients",   "2",         "--packets",  "10",       "--lines",
+                "5000",        "--seconds", szSeconds,    "--growth", "1000000"};
+    }
+
+    // Waits so long before it kills. Milliseconds.
+    void runAndKill(int nWait) const {
+        const pid_t idChild = fork();
+        if (idChild == 0) {
+            const int nNowhere = open("/dev/null", O_WRONLY);
+            dup2(nNowhere, 1);
+            dup2(nNowhere, 2);
+            std::vector<std::string> args = command("100");
+            std::vector<char*> argv;
+            for (std::string& arg : args)
+                argv.push_back(arg.data());
+            argv.push_back(nullptr);
+            execv(argv[0], argv.data());
+            _exit(9);
+        }
+        const timespec wait{0, nWait * 1'000'000L};
+        nanosleep(&wait, nullptr);
+        kill(idChild, SIGKILL);
+        int nStatus = 0;
+        waitpid(idChild, &nStatus, 0);
+        ASSERT_TRUE(WIFSIGNALED(nStatus)) << WEXITSTATUS(nStatus);
+    }
+
+    // Whole lines of all files of a log, in their order.
+    std::vector<std::string> linesOf(const std::string& log, int nFiles) const {
+        std::vector<std::string> lines;
+        for (int i = 0; i < nFiles; ++i) {
+            std::string text = TempDir::read(m_dir / ("log/" + log + "-" + std::to_string(i) + ".log"));
+            EXPECT_TRUE(text.empty() || text.back() == '\n') << log << i;
+            std::size_t nBegin = 0;
+            for (std::size_t nEnd; (nEnd = text.find('\n', nBegin)) != text.npos; nBegin = nEnd + 1)
+                lines.push_back(text.substr(nBegin, nEnd - nBegin));
+        }
+        return lines;
+    }
+
+    // What was there at the last look is still there, or has been rotated away by what
+    // followed it.
+    void expectNothingLost() {
+        long nFirst = -1, nNext = 0;
+        for (const std::string& line : linesOf("book", 3)) {
+            long nLine = -1;
+            ASSERT_EQ(std::sscanf(line.c_str(), "line %ld of the relay's book, kept for", &nLine), 1) << line;
+            if (nFirst < 0) nFirst = nNext = nLine;
+            ASSERT_EQ(nLine, nNext);
+            nNext = nLine + 1;
+        }
+        ASSERT_GE(nNext, m_nNext);
+        m_nNext = nNext;
+        for (const std::string& line : linesOf("trace", 4))
+            ASSERT_TRUE(line.starts_with("[M:") || line.ends_with("bytes first.")) << line;
+
+        // A copy: loading brings the files in order, which is the relay's own business.
+        const TempDir copy;
+        std::filesystem::copy(m_dir.makeDir("data"), copy.path());
+        chXmlFile file;
+        file.LoadFromFile(copy / "relay.xml");
+        const chXmlElement root = file.FindChildElement("relay");
+        const int nStarts = std::atoi(root.GetOption("starts", "0").c_str());
+        ASSERT_GE(nStarts, m_nStarts);
+        ASSERT_TRUE(nStarts == 0 || pswDecrypt(root.GetOption("password", "")) == "a tone & a <word>");
+        m_nStarts = nStarts;
+    }
+
+    // And a last run finds all in order.
+    void finish() {
+        const vdxtest::ChildResult last = vdxtest::runProgram(command("0"));
+        EXPECT_EQ(last.exitCode(), 0) << last.out;
+        ASSERT_NO_FATAL_FAILURE(expectNothingLost());
+    }
+
+    TempDir m_dir;
+    long m_nNext = 0;
+    int m_nStarts = 0;
+};
+
+TEST_F(RelayKill, AtRandomMoments) {
+    std::mt19937 random(9);
+    int nWritten = 0;
+    for (int i = 0; i < 40; ++i) {
+        const long nBefore = m_nNext;
+        ASSERT_NO_FATAL_FAILURE(runAndKill(static_cast<int>(random() % 250)));
+        ASSERT_NO_FATAL_FAILURE(expectNothingLost());
+        nWritten += m_nNext > nBefore;
+    }
+    EXPECT_GT(m_nStarts, 5);
+    EXPECT_GT(nWritten, 5);
+    finish();
+}
+
+TEST_F(RelayKill, WhileItRenames) {
+    const std::string strace = "/usr/bin/strace";
+    if (access(strace.c_str(), X_OK) != 0 ||
+        vdxtest::runProgram({strace, "-o", "/dev/null", "/bin/true"}).exitCode() != 0) {
+        GTEST_SKIP() << "strace is missing or may not trace here";
+    }
+    ASSERT_EQ(vdxtest::runProgram(command("0")).exitCode(), 0);
+    for (const char* szCall : {"rename", "unlink"}) {
+        for (int nTime = 1; nTime <= 8; ++nTime) {
+            const std::string fault =
+                std::string("inject=") + szCall + ":signal=KILL:when=" + std::to_string(nTime);
+            std::vector<std::string> args = {strace, "-f", "-o", "/dev/null", "-e", fault};
+            for (const std::string& arg : command("0"))
+                args.push_back(arg);
+            EXPECT_EQ(vdxtest::runProgram(args).signal(), SIGKILL) << fault;
+            ASSERT_NO_FATAL_FAILURE(expectNothingLost()) << fault;
+        }
+    }
+    finish();
+}
+
+}  // namespace
