@@ -4,6 +4,7 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <net/if.h>
+#include <cerrno>
 #include <cstring>
 #include <string_view>
 
@@ -58,6 +59,16 @@ Answer goThrough(const void* pData, int nCount, BestRoute& best) {
     return Answer::GoesOn;
 }
 
+// A socket call over interruptions by signals.
+template <class Call>
+int uninterrupted(Call call) {
+    int nResult;
+    do {
+        nResult = call();
+    } while (nResult < 0 && errno == EINTR);
+    return nResult;
+}
+
 bool isMobile(std::uint32_t nInterface) {
     char szName[IF_NAMESIZE];
     return nInterface != 0 && if_indextoname(nInterface, szName) != nullptr &&
@@ -77,12 +88,12 @@ bool readDefaultRoute(std::uint32_t& nFlags) {
     request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
     request.route.rtm_family = AF_UNSPEC;
     if (!netlink.CreateSocket(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE)) return false;
-    if (sockSend(netlink.fd(), &request, sizeof request, 0) < 0) return false;
+    if (uninterrupted([&] { return sockSend(netlink.fd(), &request, sizeof request, 0); }) < 0) return false;
     BestRoute best;
     alignas(nlmsghdr) char buffer[32768];
     Answer answer = Answer::GoesOn;
     while (answer == Answer::GoesOn) {
-        const int nCount = sockRecv(netlink.fd(), buffer, sizeof buffer, 0);
+        const int nCount = uninterrupted([&] { return sockRecv(netlink.fd(), buffer, sizeof buffer, 0); });
         if (nCount <= 0) return false;
         answer = goThrough(buffer, nCount, best);
     }

@@ -32,6 +32,7 @@ namespace {
 
 constexpr unsigned kGroups =
     RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
+constexpr int kRetryMilliseconds = 100;
 
 // One life of the notification thread. All but the descriptors is guarded by the
 // source's lock.
@@ -180,7 +181,7 @@ void LinuxSource::run(const std::shared_ptr<Session>& session) {
             notice();
             continue;
         }
-        poll(items, 2, -1);
+        if (poll(items, 2, -1) < 0) vdxSleep(kRetryMilliseconds);  // No memory, say.
         eventfd_t nWakes;
         eventfd_read(session->wake.get(), &nWakes);
         if (!drain(session->notices.fd())) continue;

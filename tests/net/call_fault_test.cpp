@@ -1,0 +1,220 @@
+// Every socket call fails in turn, at each of its places; and the calendar clock jumps
+// while the calls wait. The calls are wrapped when the test is linked.
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/time.h>
+#include <cstdarg>
+#include <ctime>
+
+#include <gtest/gtest.h>
+
+#include <vdx/host_info.h>
+#include <vdx/packet.h>
+
+#include "net/network_source.h"
+#include "net/peer.h"
+
+namespace {
+
+// The call that fails on this thread.
+struct Fault {
+    const char* szCall = "";
+    int nSkip = 0;  // Times that it works before.
+    int nErrno = 0;
+    bool bMet = false;
+};
+thread_local Fault t_fault;
+bool s_bClockJumps = false;
+
+bool failsNow(const char* szCall) {
+    if (std::strcmp(t_fault.szCall, szCall) != 0 || t_fault.nSkip-- != 0) return false;
+    t_fault.bMet = true;
+    errno = t_fault.nErrno;
+    return true;
+}
+
+time_t jump() {
+    static int s_nTimes = 0;
+    return !s_bClockJumps ? 0 : ++s_nTimes % 2 == 0 ? 7200 : -7200;
+}
+
+}  // namespace
+
+#define WRAPPED(Result, name, parameters, arguments, failure)               \
+    Result __real_##name parameters;                                        \
+    Result __wrap_##name parameters;                                        \
+    Result __wrap_##name parameters {                                       \
+        return failsNow(#name) ? Result(failure) : __real_##name arguments; \
+    }
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's.
+extern "C" {
+WRAPPED(int, socket, (int a, int b, int c), (a, b, c), -1)
+WRAPPED(int, bind, (int a, const sockaddr* b, socklen_t c), (a, b, c), -1)
+WRAPPED(int, listen, (int a, int b), (a, b), -1)
+WRAPPED(int, connect, (int a, const sockaddr* b, socklen_t c), (a, b, c), -1)
+WRAPPED(int, accept4, (int a, sockaddr* b, socklen_t* c, int d), (a, b, c, d), -1)
+WRAPPED(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), (a, b, c, d, e), -1)
+WRAPPED(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), (a, b, c, d, e), -1)
+WRAPPED(int, shutdown, (int a, int b), (a, b), -1)
+WRAPPED(ssize_t, send, (int a, const void* b, size_t c, int d), (a, b, c, d), -1)
+WRAPPED(ssize_t, sendmsg, (int a, const msghdr* b, int c), (a, b, c), -1)
+WRAPPED(ssize_t, sendto, (int a, const void* b, size_t c, int d, const sockaddr* e, socklen_t f),
+        (a, b, c, d, e, f), -1)
+WRAPPED(ssize_t, recv, (int a, void* b, size_t c, int d), (a, b, c, d), -1)
+WRAPPED(ssize_t, recvfrom, (int a, void* b, size_t c, int d, sockaddr* e, socklen_t* f), (a, b, c, d, e, f),
+        -1)
+WRAPPED(int, poll, (pollfd * a, nfds_t b, int c), (a, b, c), -1)
+WRAPPED(int, select, (int a, fd_set* b, fd_set* c, fd_set* d, timeval* e), (a, b, c, d, e), -1)
+WRAPPED(int, getifaddrs, (ifaddrs * *a), (a), -1)
+WRAPPED(unsigned, if_nametoindex, (const char* a), (a), 0)
+WRAPPED(int, eventfd, (unsigned a, int b), (a, b), -1)
+
+int __real_ioctl(int nFd, unsigned long nRequest, ...);
+int __wrap_ioctl(int nFd, unsigned long nRequest, ...);
+int __wrap_ioctl(int nFd, unsigned long nRequest, ...) {
+    va_list list;
+    va_start(list, nRequest);
+    void* pArgument = va_arg(list, void*);
+    va_end(list);
+    return failsNow("ioctl") ? -1 : __real_ioctl(nFd, nRequest, pArgument);
+}
+
+int __real_clock_gettime(clockid_t idClock, timespec* pOut);
+int __wrap_clock_gettime(clockid_t idClock, timespec* pOut);
+int __wrap_clock_gettime(clockid_t idClock, timespec* pOut) {
+    const int nResult = __real_clock_gettime(idClock, pOut);
+    if (idClock == CLOCK_REALTIME) pOut->tv_sec += jump();
+    return nResult;
+}
+
+int __real_gettimeofday(timeval* pOut, void* pZone);
+int __wrap_gettimeofday(timeval* pOut, void* pZone);
+int __wrap_gettimeofday(timeval* pOut, void* pZone) {
+    const int nResult = __real_gettimeofday(pOut, pZone);
+    pOut->tv_sec += jump();
+    return nResult;
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace {
+
+bool exchangesPackets(const chSocketAddr& local) {
+    chSocketTCPServer server;
+    chSocketPacketTCP client;
+    chSocketPacketTCP accepted;
+    if (!server.CreateSocket(local) || !server.SocketListen(4) || !client.CreateSocket(AF_INET) ||
+        !client.ConnectTo(local, 1000) || !server.AcceptOnSocket(accepted, nullptr, 1000) ||
+        client.socketSelect(0) != 0) {
+        return false;
+    }
+    // One that is sent in one piece, and one in two that is received in its own memory.
+    for (const std::size_t nBytes : {5, 20000}) {
+        const std::string sent = peer::randomBytes(nBytes, 1);
+        std::vector<unsigned char> packet;
+        if (client.SendOnePacket(sent.data(), static_cast<int>(nBytes)) == 0) return false;
+        if (!accepted.ReceiveOnePacket(packet, 1000) || std::string(packet.begin(), packet.end()) != sent)
+            return false;
+    }
+    std::vector<unsigned char> none;
+    return !accepted.ReceiveOnePacket(none, 5) && accepted.isConnected();
+}
+
+bool exchangesDatagrams(const chSocketAddr& local) {
+    chSocketUDP receiver;
+    chSocketUDP sender;
+    std::vector<unsigned char> out;
+    return receiver.CreateSocket(local) && sender.CreateSocket(AF_INET) && sender.SendTo("hi", 2, local) &&
+           sockPeekRecvLength(receiver.fd()) == 2 && receiver.ReceiveFrom(out, nullptr, 1000) == 2 &&
+           receiver.ReceiveToBuffer(5) == 0;
+}
+
+bool knowsTheHost() {
+    auto& source = vdx::net::platformNetworkSource();
+    std::uint32_t nFlags = 0;
+    const bool bRoute = source.readFlags(nFlags);
+    const std::uint64_t nSubscription = source.subscribe([] {}, false);
+    if (nSubscription != 0) source.unsubscribe(nSubscription);
+    sockGetHardwareAddress("lo");
+    return bRoute && nSubscription != 0 && sockGetLocalIPAddress("lo").toString() == "127.0.0.1" &&
+           sockGetAdapterByIPAddress("127.0.0.1") == "lo";
+}
+
+TEST(CallFault, EachCallFailsInTurn) {
+    struct Row {
+        const char* szCall;
+        bool bSignalHarmless;  // The call is repeated when a signal interrupts it.
+        int nHarmless;         // Places at which nothing depends on the call.
+    };
+    const Row rows[] = {{"socket", false, 1},     {"bind", false, 0},          {"listen", false, 0},
+                        {"connect", false, 0},    {"accept4", false, 0},       {"setsockopt", false, 2},
+                        {"getsockopt", false, 0}, {"shutdown", true, 99},      {"send", true, 0},
+                        {"sendmsg", true, 0},     {"sendto", true, 0},         {"recv", true, 0},
+                        {"recvfrom", true, 0},    {"poll", true, 0},           {"select", true, 0},
+                        {"getifaddrs", false, 0}, {"if_nametoindex", true, 1}, {"eventfd", false, 0},
+                        {"ioctl", false, 1}};
+    const chSocketAddr tcp = peer::nobody(AF_INET);
+    const chSocketAddr udp = peer::nameOf(peer::bound(AF_INET, SOCK_DGRAM));
+    std::string texts;
+    const auto all = [&] {
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        const bool bWorked = exchangesPackets(tcp) & exchangesDatagrams(udp) & knowsTheHost();
+        texts += testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
+        return bWorked;
+    };
+    ASSERT_TRUE(all());
+    const int nDescriptors = peer::openDescriptors();
+    for (const Row& row : rows) {
+        for (const int nErrno : {EINTR, ENOMEM}) {
+            int nHarmless = 0;
+            int nPlace = 0;
+            for (bool bMet = true; bMet; ++nPlace) {
+                t_fault = {row.szCall, nPlace, nErrno};
+                const peer::Stopwatch watch;
+                const bool bWorked = all();
+                EXPECT_LT(watch.ms(), 4000);
+                bMet = t_fault.bMet;
+                t_fault = {};
+                nHarmless += bMet && bWorked;
+                EXPECT_EQ(peer::openDescriptors(), nDescriptors) << row.szCall << nPlace;
+            }
+            --nPlace;
+            SCOPED_TRACE(std::string(row.szCall) + ": " + std::to_string(nErrno) + ", places " +
+                         std::to_string(nPlace));
+            EXPECT_GT(nPlace, 0);
+            EXPECT_EQ(nHarmless,
+                      nErrno == EINTR && row.bSignalHarmless ? nPlace : std::min(row.nHarmless, nPlace));
+        }
+    }
+    EXPECT_TRUE(all());
+    for (const char* szText : {"Error: if_nametoindex error/n", "Error: sysctl, take 2",
+                               "chSocketTCP::Send failed! nSendCount=0 errno:[12][", "network monitor: "})
+        EXPECT_NE(texts.find(szText), texts.npos) << szText;
+}
+
+TEST(CallFault, ACalendarThatJumpsChangesNoWait) {
+    s_bClockJumps = true;
+    peer::Signaller signals;  // So that the time left is asked for again and again.
+    peer::Fd listener = peer::listening(AF_INET);
+    chSocketTCP client;
+    chSocketUDP datagrams;
+    ASSERT_TRUE(client.CreateSocket(AF_INET));
+    ASSERT_TRUE(client.ConnectTo(peer::nameOf(listener), 1000));
+    ASSERT_TRUE(datagrams.CreateSocket(AF_INET));
+    const std::function<void()> waits[] = {[&] { client.waitForBufferBytes(1, 80); },
+                                           [&] { client.socketSelect(80); },
+                                           [&] { datagrams.ReceiveToBuffer(80); }};
+    for (const auto& wait : waits) {
+        const peer::Stopwatch watch;
+        wait();
+        EXPECT_GE(watch.ms(), 78);
+        EXPECT_LT(watch.ms(), 2000);
+    }
+    s_bClockJumps = false;
+}
+
+}  // namespace
