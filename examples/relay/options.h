@@ -7,7 +7,7 @@ struct Options {
     std::string root;                     // --root PATH: where it keeps its files; else the application root.
     std::string survey = "/usr/include";  // --survey PATH: the folder whose files it looks through.
     std::string filter = "*.h;*.hpp;-_*";  // --filter PATTERNS: which of them.
-    int nSeconds = 0;                      // --seconds N: goes on for this long; at least two rounds.
+    int nSeconds = 0;                      // --seconds N: goes on for this long; at least three rounds.
     int nClients = 4;                      // --clients N
     int nPackets = 500;                    // --packets N: what each client sends in a round.
     int nLines = 1000;                     // --lines N: added to the book in a round.

@@ -46,12 +46,12 @@ std::int64_t runRounds(const Options& options, const Settings& settings, Logbook
         book.write(options.nLines);
         endurance.sample();
         ++nRounds;
-    } while (nRounds < 2 || vdxGetTickCount() < nLimit);
+    } while (nRounds < 3 || vdxGetTickCount() < nLimit);
 
     const Totals totals = takeTotals();
     const std::int64_t nAsked = nRounds * options.nClients * (options.nPackets + GREETINGS);
     const auto nMilliseconds = static_cast<std::int64_t>(std::max<std::uint64_t>(nServing, 1));
-    report.require("rounds: " + std::to_string(nRounds), nRounds >= 2);
+    report.require("rounds: " + std::to_string(nRounds), nRounds >= 3);
     report.expect("packets served", nServed, nAsked);
     report.expect("  answered to clients", totals.nPackets, nAsked);
     report.expect("  wrong answers", totals.nWrong, 0);

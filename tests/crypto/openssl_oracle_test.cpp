@@ -1,10 +1,8 @@
 // Random keys and texts against OpenSSL.
-#define OPENSSL_SUPPRESS_DEPRECATED  // For its direct RC4 functions.
 #include <memory>
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
-#include <openssl/rc4.h>
 
 #include <vdx/cipher.h>
 
@@ -43,18 +41,6 @@ TEST(OpensslOracle, AesEcbWithPkcs7) {
             ASSERT_EQ(cipher.Decrypt(noise.data(), sizeOf(noise), PaddingZeros),
                       openssl(row.pCipher, false, key, noise, false));
         }
-    }
-}
-
-TEST(OpensslOracle, Rc4) {
-    for (unsigned n = 1; n <= 3000; n += 113) {
-        const Bytes key = randomBytes(16, n), data = randomBytes(n, n + 1);
-        Bytes own = data, expected(n);
-        rc4Transfer(key.data(), 16).Transfer(own.data(), sizeOf(own));
-        RC4_KEY schedule;
-        RC4_set_key(&schedule, 16, key.data());
-        RC4(&schedule, n, data.data(), expected.data());
-        EXPECT_EQ(own, expected) << n;
     }
 }
 

@@ -96,13 +96,6 @@ TEST(pswDecrypt, TextThatIsNoCipherText) {
     EXPECT_EQ(pswDecrypt(pswEncrypt(std::string("cut\0off", 7))), "cut");
 }
 
-TEST(pswEncrypt, EqualBeginningsGiveEqualBlocks) {
-    const Bytes one = vdxBase642Bin(pswEncrypt("sixteen letters!one"));
-    const Bytes two = vdxBase642Bin(pswEncrypt("sixteen letters!two"));
-    EXPECT_EQ(Bytes(one.begin(), one.begin() + 16), Bytes(two.begin(), two.begin() + 16));
-    EXPECT_NE(one, two);
-}
-
 TEST(pswDecryptEx, BadLengthsOfBytes) {
     for (const int nSize : {INT_MIN, -1, 0}) {
         Bytes data(4, 9);

@@ -91,30 +91,6 @@ TEST(aLawSample, AllSamplesFollowTheSegments) {
     expectCodes<aLawSample>("alaw");
 }
 
-TEST(uLawSample, Extremes) {
-    uLawSample buffer;
-    const struct {
-        double x;
-        int nCode;
-    } rows[] = {{0.0, 0xFF}, {1.0, 0x80}, {-1.0, 0x00}, {numberFor(-1), 0x7F}, {numberFor(32768), 0x00}};
-    for (const auto& row : rows) {
-        buffer.AppendSample(row.x);
-        EXPECT_EQ(last(buffer), row.nCode) << row.x;
-    }
-}
-
-TEST(aLawSample, Extremes) {
-    aLawSample buffer;
-    const struct {
-        double x;
-        int nCode;
-    } rows[] = {{0.0, 0xD5}, {1.0, 0xAA}, {-1.0, 0x2A}, {numberFor(-1), 0x55}, {numberFor(32768), 0x2A}};
-    for (const auto& row : rows) {
-        buffer.AppendSample(row.x);
-        EXPECT_EQ(last(buffer), row.nCode) << row.x;
-    }
-}
-
 template <class Buffer>
 class SampleBuffer : public testing::Test {};
 using Buffers = testing::Types<pcm16Sample, uLawSample, aLawSample>;

@@ -112,7 +112,7 @@ bool exchangesPackets(const chSocketAddr& local) {
         return false;
     }
     // One that is sent in one piece, and one in two that is received in its own memory.
-    for (const std::size_t nBytes : {5, 20000}) {
+    for (const std::size_t nBytes : {5u, 20000u}) {
         const std::string sent = peer::randomBytes(nBytes, 1);
         std::vector<unsigned char> packet;
         if (client.SendOnePacket(sent.data(), static_cast<int>(nBytes)) == 0) return false;
@@ -162,7 +162,7 @@ TEST(CallFault, EachCallFailsInTurn) {
     const auto all = [&] {
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        const bool bWorked = exchangesPackets(tcp) & exchangesDatagrams(udp) & knowsTheHost();
+        const bool bWorked = int{exchangesPackets(tcp)} + exchangesDatagrams(udp) + knowsTheHost() == 3;
         texts += testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
         return bWorked;
     };

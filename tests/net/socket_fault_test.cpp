@@ -59,26 +59,6 @@ TEST_P(TcpFault, AResetWakesASendThatWaits) {
     EXPECT_NE(testing::internal::GetCapturedStdout().find("m_bConnected:[0]"), std::string::npos);
 }
 
-TEST(SocketFault, ABrokenConnectionNeverRaisesTheSignal) {
-    struct sigaction action {};
-    static std::atomic<int> s_nSignals{0};
-    action.sa_handler = [](int) { ++s_nSignals; };
-    sigaction(SIGPIPE, &action, nullptr);
-    testing::internal::CaptureStdout();
-    for (int i = 0; i < 20; ++i) {
-        peer::Fd listener = peer::listening(AF_INET);
-        chSocketTCP client;
-        ASSERT_TRUE(client.CreateSocket(AF_INET));
-        ASSERT_TRUE(client.ConnectTo(peer::nameOf(listener), 1000));
-        peer::Fd(accept(listener, nullptr, nullptr)).reset();
-        while (client.Send("0123456789", 10)) {
-        }
-        client.Send("again", 5);
-    }
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(s_nSignals, 0);
-}
-
 // Lifts the limit of open descriptors for one test.
 class ManyDescriptors : public ::testing::Test {
 protected:

@@ -27,6 +27,8 @@ public:
     GuardedBuffer& operator=(const GuardedBuffer&) = delete;
 
     T* data() { return m_pFirst; }
+    // Where the last nCount of its objects begin.
+    T* last(std::size_t nCount) { return reinterpret_cast<T*>(m_pMapped + m_nUsable) - nCount; }
     template <class Index>
     T& operator[](Index i) {
         return m_pFirst[i];

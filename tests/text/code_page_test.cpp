@@ -199,29 +199,6 @@ TEST_F(codePageTest, SearchesFindWhatIsThere) {
     }
 }
 
-// A table in disorder: answers come from the table or are '?', and the ends are always found.
-TEST_F(codePageTest, TablesInDisorderAreSearchedInBounds) {
-    std::mt19937 random(2);
-    for (std::size_t nSize = 1; nSize < 40; ++nSize) {
-        std::vector<codePair> records(nSize);
-        std::multimap<unsigned, unsigned> all;
-        for (auto& [nWide, nCode] : records) {
-            nWide = 0x100 + below(random, 1000);
-            nCode = below(random, 300);
-            all.emplace(nCode, nWide);
-        }
-        ASSERT_TRUE(loadRecords(records));
-        for (unsigned nCode = 0; nCode < 320; ++nCode) {
-            const unsigned short nWide = m_page.MBCS2W_fast(static_cast<unsigned short>(nCode));
-            const auto [itFirst, itLast] = all.equal_range(nCode);
-            const bool bListed =
-                std::any_of(itFirst, itLast, [&](const auto& item) { return item.second == nWide; });
-            ASSERT_TRUE(bListed || nWide == '?') << nSize << ' ' << nCode << ' ' << nWide;
-        }
-        EXPECT_EQ(m_page.MBCS2W_fast(static_cast<unsigned short>(records[0].second)), records[0].first);
-    }
-}
-
 // The bisection halves towards the first record: which of several records with one code it meets, and
 // what it misses in a table in disorder, are part of its answers.
 TEST_F(codePageTest, TheBisectionMeetsTheRecordsItMust) {

@@ -5,9 +5,9 @@
 #include <functional>
 #include <random>
 
+#include "support/guarded_buffer.h"
 #include "text/codec_drivers.h"
 #include "text/codec_models.h"
-#include "text/guarded_copy.h"
 
 using namespace vdx;
 
@@ -20,6 +20,12 @@ std::string randomBytes(std::mt19937& random, std::size_t n) {
     for (char& c : strBytes)
         c = static_cast<char>(random());
     return strBytes;
+}
+
+// A copy that ends where the buffer does.
+std::string_view copyInto(GuardedBuffer<char>& buffer, const std::string& strText) {
+    char* p = buffer.last(strText.size());
+    return {p, strText.copy(p, strText.size())};
 }
 
 // Digits of both cases.
@@ -46,9 +52,9 @@ public:
     explicit setDecoder(const codecKernels& kernels) : m_kernels(kernels) {}
 
     decodedText operator()(const std::string& strText) {
-        const std::string_view strCopy = m_text.set(strText);
+        const std::string_view strCopy = copyInto(m_text, strText);
         const std::size_t n = strText.size() / 2;
-        char* pOut = m_out.room(n);
+        char* pOut = m_out.last(n);
         const bool bFetched = codecFetchBase16(m_kernels, strCopy, pOut, static_cast<int>(n));
         return {codecText2Bin(m_kernels, strCopy), codecBase162Bin(m_kernels, strCopy),
                 codecBase642Bin(m_kernels, strCopy), bFetched ? byteVector(pOut, pOut + n) : byteVector()};
@@ -56,8 +62,8 @@ public:
 
 private:
     const codecKernels& m_kernels;
-    guardedCopy m_text{100000};
-    guardedCopy m_out{100000};
+    GuardedBuffer<char> m_text{100000};
+    GuardedBuffer<char> m_out{100000};
 };
 
 // The decoders of one set: the portable one against the rules, all others against the portable one,
@@ -118,12 +124,12 @@ TEST(codecKernels, EncodersEqualTheRulesAtAllLengthsAndAlignments) {
 TEST(codecKernels, EncodersStayInsideTheirData) {
     forAllSets([](const codecKernels& kernels) {
         std::mt19937 random(2);
-        guardedCopy in(s_nMostLength), out(3 * s_nMostLength);
+        GuardedBuffer<char> in(s_nMostLength), out(3 * s_nMostLength);
         for (std::size_t n = 0; n <= s_nMostLength; ++n) {
             const std::string strBytes = randomBytes(random, n);
-            const auto pIn = reinterpret_cast<const std::uint8_t*>(in.set(strBytes).data());
+            const auto pIn = reinterpret_cast<const std::uint8_t*>(copyInto(in, strBytes).data());
             const auto check = [&](auto pEncode, const std::string& strExpected) {
-                char* pOut = out.room(strExpected.size());
+                char* pOut = out.last(strExpected.size());
                 pEncode(pIn, n, pOut);
                 ASSERT_EQ(std::string(pOut, strExpected.size()), strExpected);
             };
