@@ -4,7 +4,8 @@
     bench_report.py FOLDER    FOLDER holds NAME.tsv of each benchmark program that was run
 
 A table of the page stands between "<!-- table: NAME -->" and "<!-- end -->", and is replaced with its
-plot docs/plots/NAME.svg; all that is written around the tables by hand stays.
+plot docs/plots/NAME.svg; all that is written around the tables by hand stays. A table that has no place
+yet comes to the end of the page.
 """
 import datetime
 import html
@@ -48,6 +49,10 @@ class Row:
         self.met = self.ratio >= self.goal
 
 
+def markdown(text):
+    return re.sub(r"([\\|*<`])", r"\\\1", text)
+
+
 def number(value):
     return f"{value:.2f}" if value < 10 else f"{value:.0f}"
 
@@ -58,8 +63,8 @@ def table(name, rows):
              "| figure | ours | best peer | ratio | goal | met |", "|---|---|---|---|---|---|"]
     for row in rows:
         peer, time, ratio = row.peers[0]
-        lines.append(f"| {row.title} | {row.ours} | {time}, {peer} | {number(ratio)} | {row.goal:g} | "
-                     f"{'yes' if row.met else '**no**'} |".replace("<", "&lt;"))
+        lines.append(f"| {markdown(row.title)} | {row.ours} | {time}, {markdown(peer)} | {number(ratio)} | "
+                     f"{row.goal:g} | {'yes' if row.met else '**no**'} |")
     return "\n".join(lines + ["", f"![Ratios of the table above, with their goals](plots/{name}.svg)"])
 
 
@@ -133,10 +138,11 @@ def machine():
 
 
 def replace(page, mark, text):
-    pattern = re.compile(rf"(<!-- {re.escape(mark)} -->\n).*?(\n<!-- end -->)", re.S)
-    if not pattern.search(page):
-        sys.exit(f"{PAGE}: no place for <!-- {mark} -->")
-    return pattern.sub(lambda found: found[1] + text + found[2], page, count=1)
+    block = f"<!-- {mark} -->\n{text}\n<!-- end -->"
+    pattern = re.compile(rf"<!-- {re.escape(mark)} -->\n.*?\n<!-- end -->", re.S)
+    if pattern.search(page):
+        return pattern.sub(lambda _: block, page, count=1)
+    return f"{page.rstrip()}\n\n## {mark.removeprefix('table: ')}\n\n{block}\n"
 
 
 def main(folder):
