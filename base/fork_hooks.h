@@ -22,6 +22,7 @@ enum class ForkOrder {
     LocalTime,
     Events,
     Allocation,
+    XmlCells,
     Count
 };
 

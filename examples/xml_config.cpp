@@ -1,5 +1,6 @@
 // A configuration in an XML file: defaults, options, a save that a crash cannot damage.
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include <vdx/platform.h>
@@ -20,7 +21,7 @@ int main(int argc, char** argv) {
     }
 
     // Typed values become text by print(chVarArgs).
-    const int nRuns = std::stoi(config.GetOption("runs", "0")) + 1;
+    const int nRuns = std::atoi(config.GetOption("runs", "0").c_str()) + 1;
     config.SetOption("runs", print(chVarArgs(nRuns)));
     if (!file.SaveToFile("")) {
         std::fprintf(stderr, "cannot save %s\n", szPath.c_str());

@@ -1,5 +1,7 @@
 // Building a document, writing it, reading it again and asking it.
 #include <cstdio>
+#include <string>
+#include <utility>
 
 #include <vdx/xml.h>
 

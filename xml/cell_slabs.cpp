@@ -1,10 +1,10 @@
 // Slabs of cells: cut, lent to threads by the hundred, returned to the system when empty.
 #include "xml/cell_slabs.h"
 
-#include <pthread.h>
 #include <sys/mman.h>
 #include <cstdint>
 
+#include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 
 namespace vdx {
@@ -70,7 +70,7 @@ struct CellSlabs::Slab {
 };
 
 CellSlabs::CellSlabs() {
-    pthread_atfork(lockForFork, unlockAfterFork, unlockAfterFork);
+    setForkHooks(ForkOrder::XmlCells, {lockForFork, unlockAfterFork, unlockAfterFork});
 }
 
 CellSlabs& CellSlabs::shared() {

@@ -1,6 +1,7 @@
 // Handles on nodes with attributes: attributes, searches by attribute, options.
 #include <vdx/xml_element.h>
 
+#include "base/no_destructor.h"
 #include "xml/names.h"
 #include "xml/parser.h"
 #include "xml/records.h"
@@ -53,10 +54,10 @@ std::int32_t chXmlAttributeObject::GetAttributeCount() const {
 }
 
 const xmlAttributeList* chXmlAttributeObject::GetAttributeData() const {
-    static const xmlAttributeList s_none;
+    static vdx::NoDestructor<xmlAttributeList> s_none;
     if (!m_pNode) return nullptr;
     const xmlAttributeList* pList = listOf(m_pNode);
-    return pList ? pList : &s_none;
+    return pList ? pList : &s_none.get();
 }
 
 std::string* chXmlAttributeObject::FindAttributeValue(const std::string& szName) const {
@@ -130,7 +131,9 @@ std::string chXmlElement::GetOption(const std::string& szName, const std::string
 bool chXmlElement::SetOption(const std::string& szName, const std::string& szValue) {
     const chXmlElement found = FindChildElement(szName);
     if (!found.m_pNode) {
-        AddChildElement(szName).AddChildObject(xmlText, szValue);
+        chXmlElement option(szName);  // Linked when it is whole: no memory, no change.
+        option.AddChildObject(xmlText, szValue);
+        AddChildObject(option);
         return true;
     }
     node* pText = optionText(found.m_pNode);

@@ -10,7 +10,7 @@
 
 namespace {
 
-// The names of a document's file and its companions.
+// The names of a document's file and its companions, all made before anything is touched.
 //
 // A save goes through these states; a companion that is not named is not there:
 //   path                 the former document
@@ -24,9 +24,18 @@ struct FileSet {
     std::string szPath;
     std::string szOld;
     std::string szNew;
+    std::string szDirectory;
 
     explicit FileSet(const std::string& szName)
-        : szPath(szName), szOld(szName + ".old"), szNew(szName + ".new") {}
+        : szPath(szName),
+          szOld(szName + ".old"),
+          szNew(szName + ".new"),
+          szDirectory(vdx::directoryOf(szName)) {}
+
+    // The system would cut a name at a zero byte: the companions would be the file itself.
+    static bool isName(const std::string& szName) {
+        return !szName.empty() && szName.find('\0') == std::string::npos;
+    }
 
     void repair() const;
     bool replace(const std::string& szText) const;
@@ -39,11 +48,10 @@ private:
 // Brings the files to the state "path" or, before any save was done, to none.
 void FileSet::repair() const {
     if (pathFileExist(szOld)) {
-        if (pathFileExist(szNew)) {
-            pathRenameFile(szNew, szPath);
-        } else if (!pathFileExist(szPath)) {
-            pathRenameFile(szOld, szPath);  // .new was lost: the former document is better than none.
-        }
+        const bool bRenamed = pathFileExist(szNew) && pathRenameFile(szNew, szPath);
+        // .new was lost: the former document is better than none.
+        if (!bRenamed && !pathFileExist(szPath)) pathRenameFile(szOld, szPath);
+        vdx::syncDirectory(szDirectory);
         if (pathFileExist(szPath)) pathRemoveFile(szOld);
     }
     pathRemoveFile(szNew);
@@ -51,9 +59,10 @@ void FileSet::repair() const {
 
 bool FileSet::replace(const std::string& szText) const {
     repair();
+    if (pathFileExist(szOld)) return false;  // It would tell that .new is whole while it is being written.
     if (pathFileExist(szPath) && !S_ISREG(pathStat(szPath))) return false;
     if (writeNew(szText) && changeNames()) {
-        vdx::syncDirectoryOf(szPath);
+        vdx::syncDirectory(szDirectory);
         return true;
     }
     pathRemoveFile(szNew);
@@ -62,8 +71,8 @@ bool FileSet::replace(const std::string& szText) const {
 
 // The names may only change hands when the disk has the text and its name.
 bool FileSet::writeNew(const std::string& szText) const {
-    return vdx::createLike(szNew, szPath) && vdxWriteBinFile(szNew, szText, true) &&
-           vdx::syncDirectoryOf(szNew);
+    return vdx::createFor(szNew, szPath) && vdxWriteBinFile(szNew, szText, true) &&
+           vdx::copyPermissions(szPath, szNew) && vdx::syncDirectory(szDirectory);
 }
 
 bool FileSet::changeNames() const {
@@ -73,7 +82,7 @@ bool FileSet::changeNames() const {
         pathRenameFile(szOld, szPath);
         return false;
     }
-    vdx::syncDirectoryOf(szPath);  // Before .old goes: it is what tells that .new was whole.
+    vdx::syncDirectory(szDirectory);  // Before .old goes: it is what tells that .new was whole.
     pathRemoveFile(szOld);
     return true;
 }
@@ -84,24 +93,27 @@ chXmlFile::chXmlFile(const std::string& szPath) {
     if (!szPath.empty()) LoadFromFile(szPath);
 }
 
+// Path and document change together, when nothing can fail any more: a document is
+// never saved over a file that it does not come from.
 bool chXmlFile::LoadFromFile(const std::string& szPath) {
-    m_szPath = szPath;
+    std::string szRemembered = szPath;
     std::string szText;
     bool bRead = false;
-    if (!szPath.empty()) {
+    if (FileSet::isName(szPath)) {
         FileSet(szPath).repair();
-        bRead = vdxDumpTextFileA(szPath, szText);
+        bRead = vdxDumpTextFileA(szPath, szText);  // A failure leaves the text empty.
     }
-    if (!bRead) szText.clear();
-    return readText(szText) && bRead;
+    const bool bDocument = readText(szText);
+    m_szPath.swap(szRemembered);
+    return bRead && bDocument;
 }
 
 bool chXmlFile::SaveToFile(const std::string& szPath) const {
     const std::string& szTarget = szPath.empty() ? m_szPath : szPath;
-    if (szTarget.empty()) return false;
+    if (!FileSet::isName(szTarget)) return false;
     try {
         return FileSet(szTarget).replace(ExportToText(false));
     } catch (const std::bad_alloc&) {
-        return false;  // Nothing has been touched yet: the text is made first.
+        return false;  // Nothing has been touched yet: names and text are made first.
     }
 }

@@ -31,13 +31,24 @@ node* findElement(node* pNode, std::string_view szName) {
     return nullptr;
 }
 
-// Whether pNode is pBelow or one of its ancestors. A node without children is no
-// ancestor: building downwards stays cheap.
-bool isAtOrAbove(const node* pNode, const node* pBelow) {
-    if (!pNode->pFirstChild) return pNode == pBelow;
-    while (pBelow && pBelow != pNode)
-        pBelow = pBelow->pParent;
-    return pBelow != nullptr;
+// The node after this one in the tree of its root, or null.
+const node* nextInTree(const node* pNode) {
+    if (pNode->pFirstChild) return pNode->pFirstChild;
+    while (pNode && !pNode->pNext)
+        pNode = pNode->pParent;
+    return pNode ? pNode->pNext : nullptr;
+}
+
+// Whether a root is pBelow or one of its ancestors. Looks up from pBelow and through
+// the root's tree at the same time: a small tree goes below a deep place, or a large
+// one below a high place, at the cost of the smaller of the two.
+bool isAtOrAbove(const node* pRoot, const node* pBelow) {
+    const node* pInTree = pRoot;
+    for (const node* pUp = pBelow; pUp && pInTree; pUp = pUp->pParent) {
+        if (pUp == pRoot || pInTree == pBelow) return true;
+        pInTree = nextInTree(pInTree);
+    }
+    return false;
 }
 
 node* counted(node* pNode) {

@@ -19,7 +19,6 @@ struct xmlRecords {
     using node = chXmlObject::xmlNodeData;
     using attribute = xmlAttributeList::entry;
 
-    static bool hasAttributeForm(const node* pNode);
     // The element form of a node's content, or null.
     static dataXmlElement* elementOf(node* pNode);
 

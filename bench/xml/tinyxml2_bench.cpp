@@ -1,6 +1,5 @@
 // tinyxml2 at the same work.
 #include <tinyxml2.h>
-#include <cstring>
 
 #include <benchmark/benchmark.h>
 
@@ -24,7 +23,7 @@ BENCHMARK(BM_Parse_tinyxml2)->DenseRange(0, INPUTS - 1);
 std::size_t walk(const tinyxml2::XMLElement* pTop) {
     std::size_t nSum = 1;
     for (const tinyxml2::XMLAttribute* p = pTop->FirstAttribute(); p; p = p->Next())
-        nSum += std::strlen(p->Value());
+        nSum += static_cast<unsigned char>(*p->Value());
     for (const tinyxml2::XMLElement* p = pTop->FirstChildElement(); p; p = p->NextSiblingElement())
         nSum += walk(p);
     return nSum;

@@ -43,8 +43,9 @@ protected:
 // A document bound to a file, which a crash at any moment does not damage.
 //
 // A save writes <path>.new, brings it to the disk and then renames: the old file
-// to <path>.old, the new one to <path>; last <path>.old is removed. A load looks for
-// these companions first and repairs what an interrupted save left.
+// to <path>.old, the new one to <path>; last <path>.old is removed. A load, and a
+// save, looks for these companions first and repairs what an interrupted save left;
+// so these two names belong to the file.
 //
 // Thread-safety: none; two processes saving one file at the same time need a lock
 // of their own.
@@ -54,12 +55,15 @@ public:
     explicit chXmlFile(const std::string& szPath = {});
 
     // Replaces the document by the file's and remembers the path. False, with an
-    // empty document, if the file cannot be read or is no XML.
+    // empty document, if the file cannot be read or is no XML; an empty file is an
+    // empty document. std::bad_alloc leaves document and path as they were.
     bool LoadFromFile(const std::string& szPath);
 
     // Writes ExportToText(false); an empty path means the one of the last load.
     // True when the file is on the disk. False leaves the former file as it was, and
     // no other behind. An existing file keeps its permission bits.
+    // Kept: what counts is the permission to write to the directory, so a read-only
+    // file is replaced, too.
     bool SaveToFile(const std::string& szPath) const;
 
 private:

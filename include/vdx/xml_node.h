@@ -140,7 +140,8 @@ public:
 //
 // Thread-safety: handles on one tree may be copied and dropped by several threads
 // at once. Reading one tree by several threads is safe while nobody changes it;
-// changing it is for one thread alone.
+// changing it is for one thread alone. Dropping the last handle of a root changes
+// the nodes that other handles keep: they lose their parent.
 // Errors: empty handles, false, default values. std::bad_alloc when memory ends.
 class VDX_API chXmlObject : public baseDymicAlloc {
 public:
@@ -246,8 +247,9 @@ public:
     // of this node (an empty handle receives a document node). Returns the rest; one
     // that begins with "</" tells that an end tag follows.
     //
-    // Throws const char*, pointing into szText at what cannot be read;
-    // chXmlDocument::ParseDocument catches that. What was read before stays.
+    // Throws const char*, pointing into szText at what cannot be read (so szText must
+    // outlive the handler: no temporary); chXmlDocument::ParseDocument catches that.
+    // What was read before stays.
     //
     // Kept: white space at the end of a text run is dropped, at its start only
     // after an element; comments and CDATA lose it at both ends; text without
@@ -258,8 +260,8 @@ public:
     // Otherwise two spaces a level and "\n" after each node; an element whose only
     // child is a text stands on one line.
     //
-    // Kept: comments and CDATA are written as stored, even if they hold their own
-    // end mark. Indented text beside other children gains white space, which
+    // Kept: tag names, comments and CDATA are written as stored, even if they are no
+    // names or hold their own end mark. Indented text beside other children gains white space, which
     // reading it again does not remove where the text comes first.
     std::string ExportToText(bool bCompact) const;
 

@@ -149,51 +149,14 @@ std::string readContent(std::string szText, std::string& szDump) {
 }
 
 // Pieces of markup, whole and broken.
-constexpr const char* PIECES[] = {"<a>",
-                                  "</a>",
-                                  "<b x=\"1\">",
-                                  "</b>",
-                                  "<c/>",
-                                  "<A>",
-                                  "</A>",
-                                  "< a >",
-                                  "</ a >",
-                                  "<a\tY='2' y=\"&lt;3\"/>",
-                                  "<!-- note -->",
-                                  "<!---->",
-                                  "<!-->",
-                                  "<![CDATA[ x<y ]]>",
-                                  "<![CDATA[]]>",
-                                  "<?xml version=\"1.0\"?>",
-                                  "<? p ?>",
-                                  "<d e = 'f' g=\"h'i\">",
-                                  "</d>",
-                                  "<a b>",
-                                  "<a b=c>",
-                                  "<a b=\"x>y\">",
-                                  "<!x>",
-                                  "<a/ >",
-                                  "</a/>",
-                                  "<>",
-                                  "</>",
-                                  " ",
-                                  "\n  ",
-                                  "\v",
-                                  "text",
-                                  " &amp;lt; ",
-                                  "&apos;&bad;&quot",
-                                  "&",
-                                  "<",
-                                  ">",
-                                  "\"",
-                                  "'",
-                                  "=",
-                                  "/",
-                                  "?>",
-                                  "-->",
-                                  "]]>",
-                                  "\xC3\xA9",
-                                  "<b &amp;=\"1\" X=\"2\" x=\"3\"/>"};
+// clang-format off
+constexpr const char* PIECES[] = {
+    "<a>", "</a>", "<b x=\"1\">", "</b>", "<c/>", "<A>", "</A>", "< a >", "</ a >", "<a\tY='2' y=\"&lt;3\"/>",
+    "<!-- note -->", "<!---->", "<!-->", "<![CDATA[ x<y ]]>", "<![CDATA[]]>", "<?xml version=\"1.0\"?>",
+    "<? p ?>", "<d e = 'f' g=\"h'i\">", "</d>", "<a b>", "<a b=c>", "<a b=\"x>y\">", "<!x>", "<a/ >", "</a/>",
+    "<>", "</>", " ", "\n  ", "\v", "text", " &amp;lt; ", "&apos;&bad;&quot", "&", "<", ">", "\"", "'", "=",
+    "/", "?>", "-->", "]]>", "\xC3\xA9", "<b &amp;=\"1\" X=\"2\" x=\"3\"/>"};
+// clang-format on
 
 std::string oneOf(std::mt19937& random, std::initializer_list<const char*> choices) {
     return choices.begin()[random() % choices.size()];

@@ -57,36 +57,13 @@ TEST_F(chXmlParser, Table) {
 }
 
 TEST_F(chXmlParser, UnreadableGivesAnEmptyDocument) {
-    const char* const CASES[] = {"x",
-                                 "<a></a>trailing",
-                                 "<a>x</A>",
-                                 "<a><b></a>",
-                                 "<a>",
-                                 "</a>",
-                                 "<a",
-                                 "<",
-                                 "<>",
-                                 "<></>",
-                                 "</>",
-                                 "<a></a",
-                                 "<!-- x",
-                                 "<!-->",
-                                 "<!--->",
-                                 "<![CDATA[ x",
-                                 "<?xml",
-                                 "<?xml?",
-                                 "<? ?>",
-                                 "<a b>",
-                                 "<a b=c>",
-                                 "<a b=1 c='2'/>",
-                                 "<a b='x/>",
-                                 "<a b=\"x>y\"/>",
-                                 "<a ='1'/>",
-                                 "<a \"b='1'/>",
-                                 "<a b c='1'/>",
-                                 "<a=b/>",
-                                 "<a\"/>",
-                                 "<a<b/>"};
+    // clang-format off
+    const char* const CASES[] = {
+        "x", "<a></a>trailing", "<a>x</A>", "<a><b></a>", "<a>", "</a>", "<a", "<", "<>", "<></>", "</>",
+        "<a></a", "<!-- x", "<!-->", "<!--->", "<![CDATA[ x", "<?xml", "<?xml?", "<? ?>", "<a b>", "<a b=c>",
+        "<a b=1 c='2'/>", "<a b='x/>", "<a b=\"x>y\"/>", "<a ='1'/>", "<a \"b='1'/>", "<a b c='1'/>",
+        "<a=b/>", "<a\"/>", "<a<b/>"};
+    // clang-format on
     for (const char* szText : CASES) {
         SCOPED_TRACE(szText);
         EXPECT_EQ(EMPTY, parsed(szText));

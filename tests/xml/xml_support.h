@@ -1,29 +1,15 @@
-// What the XML tests share: exact dumps of trees, and the leak check.
+// What the XML tests share: the leak check, and exact dumps of trees.
 #pragma once
 
-#include <string>
+#include <cstdint>
 
 #include <gtest/gtest.h>
 
 #include <vdx/xml.h>
 
+#include "xml/dump.h"
+
 namespace xmltest {
-
-inline std::string dumpOne(const chXmlAttributeObject& node) {
-    std::string szDump = "(" + std::to_string(node.type()) + " '" + node.tagName() + "'";
-    for (const auto& [szName, szValue] : *node.GetAttributeData())
-        szDump += " [" + szName + "|" + szValue + "]";
-    return szDump;
-}
-
-// Everything that a tree holds, without going through the writer. For shallow trees.
-inline std::string dump(const chXmlObject& node) {
-    if (!node.hasData()) return "()";
-    std::string szDump = dumpOne(node);
-    for (chXmlObject child = node.getChild(); child.hasData(); ++child)
-        szDump += dump(child);
-    return szDump + ")";
-}
 
 // Every node that a test makes is freed by its end.
 class LeakFree : public ::testing::Test {
