@@ -80,7 +80,7 @@ STYLE = """
   }
   .goal { stroke-width: 3; } .stem { stroke-width: 4; opacity: .45; } .other { fill: none; stroke-width: 1.5; }
 """.rstrip()
-ROW, TOP, AXIS, WIDTH = 22, 58, 380, 60
+ROW, TOP, AXIS, WIDTH = 22, 68, 380, 60
 
 
 def ticks(low, high):
@@ -104,7 +104,7 @@ def plot(name, rows):
            f"<style>{STYLE}\n</style>", f'<rect class="paper" width="{width}" height="{bottom + 14}" rx="6"/>',
            f'<text x="12" y="20" font-weight="bold">{name}: times as fast as a peer '
            '(logarithmic)</text>',
-           '<text x="12" y="40">dot: best peer, ring: other peers, upright bar: goal</text>']
+           '<text x="12" y="38">dot: best peer (orange: goal missed), ring: other peers, upright bar: goal</text>']
     for mark in marks:
         out.append(f'<line class="{"one" if mark == 1 else "grid"}" x1="{x(mark)}" y1="{TOP - 4}" x2="{x(mark)}" '
                    f'y2="{bottom}"/><text x="{x(mark)}" y="{TOP - 9}" text-anchor="middle">{mark:g}</text>')
