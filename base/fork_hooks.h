@@ -17,7 +17,7 @@ enum class ForkOrder {
     StaticObjects,
     Trace,
     NamedObjects,
-    TraceOutput,
+    LinePrefix,
     LogQueue,
     LocalTime,
     Events,

@@ -40,10 +40,15 @@ bool SingletonGate::isCreatingElsewhere() {
     return s_nCreating > t_nCreating;
 }
 
-void* SingletonGate::waitForOther() const {
-    while (!find())
-        vdxSleep(50);
-    return find();
+void SingletonGate::abandon() {
+    const chReentrantGuard guard(getStaticObjectCritical());
+    m_idOwnerThread = 0;
+    --t_nCreating;
+    --s_nCreating;
+}
+
+void SingletonGate::pause() {
+    vdxSleep(50);
 }
 
 void SingletonGate::abortReentry(bool bToStderr, const char* szName) {

@@ -23,7 +23,9 @@ public:
     void* find() const { return m_pObject.load(std::memory_order_acquire); }
     Verdict enter();
     void publish(void* pObject);
-    void* waitForOther() const;
+    void abandon();  // Creation failed: the next caller is the first again.
+
+    static void pause();  // Between two looks for what another thread creates.
 
     // Whether another thread is creating some singleton now. A fork waits until none
     // is: the child would wait for a creator that it does not have. Under the
@@ -60,22 +62,32 @@ public:
 
 private:
     static void* create() {
-        switch (s_gate.enter()) {
-            case SingletonGate::Verdict::First:
-                return make();
-            case SingletonGate::Verdict::OtherThread:
-                return s_gate.waitForOther();
-            case SingletonGate::Verdict::SameThreadAgain:
-                SingletonGate::abortReentry(toStderr(), T::SINGLETON_NAME);
-            case SingletonGate::Verdict::AlreadyMade:
-                break;
+        for (;;) {
+            switch (s_gate.enter()) {
+                case SingletonGate::Verdict::First:
+                    return make();
+                case SingletonGate::Verdict::OtherThread:
+                    SingletonGate::pause();
+                    break;
+                case SingletonGate::Verdict::SameThreadAgain:
+                    SingletonGate::abortReentry(toStderr(), T::SINGLETON_NAME);
+                case SingletonGate::Verdict::AlreadyMade:
+                    return s_gate.find();
+            }
         }
-        return s_gate.find();
+    }
+
+    // A constructor that runs out of memory leaves nothing behind but a second try.
+    static T& construct() try {
+        static NoDestructor<T> s_objObject;
+        return s_objObject.get();
+    } catch (...) {
+        s_gate.abandon();
+        throw;
     }
 
     static void* make() {
-        static NoDestructor<T> s_objObject;
-        T* pObject = &s_objObject.get();
+        T* pObject = &construct();
         s_gate.publish(pObject);
         if constexpr (requires { pObject->OnProcessExit(); }) {
             struct ExitHook {

@@ -14,13 +14,17 @@ template <class Layout>
 Layout* openSegment(chSegmentMutex& mutex, chSegmentMapFile& mapFile, const std::string& name) {
     if (!mutex.OpenMutex(name)) return nullptr;
     mutex.Lock(-1);
-    void* pBlock = mapFile.OpenMapFile(name, static_cast<int>(sizeof(Layout)));
-    if (pBlock == nullptr) {
-        mapFile.CloseMapFile();
-    } else if (mapFile.IsCreateByMe()) {
-        ::new (pBlock) Layout;
-        mapFile.Flush();
+    void* pBlock = nullptr;
+    try {
+        pBlock = mapFile.OpenMapFile(name, static_cast<int>(sizeof(Layout)));
+        if (pBlock != nullptr && mapFile.IsCreateByMe()) {
+            ::new (pBlock) Layout;
+            mapFile.Flush();
+        }
+    } catch (const std::bad_alloc&) {
+        pBlock = nullptr;
     }
+    if (pBlock == nullptr) mapFile.CloseMapFile();
     mutex.Unlock();
     if (pBlock == nullptr) mutex.CloseMutex();
     return static_cast<Layout*>(pBlock);

@@ -2,14 +2,11 @@
 #include "trace/console.h"
 
 #include "base/errno_saver.h"
+#include "siblings/pmrfile/write_through.h"
 
 namespace vdx {
 
 namespace {
-
-void put(std::FILE* pFile, std::string_view text) {
-    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), pFile);  // Null must not be given.
-}
 
 // The coloured form of the first three characters; empty if they stay as they are.
 std::string_view colouredHead(std::string_view text) {
@@ -26,12 +23,7 @@ void writeConsoleLine(std::FILE* pFile, std::string_view text) {
     text = text.substr(0, text.find('\0'));
     const std::string_view head = colouredHead(text);
     if (!head.empty()) text.remove_prefix(3);
-    flockfile(pFile);
-    put(pFile, head);
-    put(pFile, text);
-    put(pFile, "\n");
-    std::fflush(pFile);
-    funlockfile(pFile);
+    writeThrough(pFile, {head, text, "\n"});
 }
 
 }  // namespace vdx

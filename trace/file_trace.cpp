@@ -88,7 +88,7 @@ void chFileTrace::openFile() {
     m_pHolder->file.Open(GetFileName(m_nIndex), OPEN_MODE);
 }
 
-bool chFileTrace::OpenFileTrace(const std::string& name, int nSizeKiB, int nCount) {
+bool chFileTrace::OpenFileTrace(const std::string& name, int nSizeKiB, int nCount) try {
     closeFile();
     if (!name.empty()) m_base = name;
     if (nSizeKiB != 0) m_nMaxSize = static_cast<std::uint32_t>(nSizeKiB) * 1024U;
@@ -106,6 +106,8 @@ bool chFileTrace::OpenFileTrace(const std::string& name, int nSizeKiB, int nCoun
         }
         m_nIndex = subtractIndex(m_nMaxCount, 1);
     }
+    return true;
+} catch (const std::bad_alloc&) {
     return true;
 }
 
@@ -136,7 +138,7 @@ void chFileTrace::rotate() {
     m_nSize = 0;
 }
 
-bool chFileTrace::prepareWrite() {
+bool chFileTrace::prepareWrite() try {
     if (!isOpen()) {
         openFile();
         if (isOpen()) {
@@ -147,15 +149,19 @@ bool chFileTrace::prepareWrite() {
     }
     if (m_nSize >= m_nMaxSize) rotate();
     return isOpen();
+} catch (const std::bad_alloc&) {
+    return false;  // No memory for a file name.
 }
 
 bool chFileTrace::WriteLogLine(const std::string& line) {
-    if (!prepareWrite()) return true;
-    m_pHolder->file.WriteString(line);
-    m_pHolder->file.WriteString("\n");
-    m_pHolder->file.Flush();
-    m_nSize += static_cast<std::uint32_t>(line.size());
+    writeLine(line);
     return true;
+}
+
+void chFileTrace::writeLine(std::string_view line) {
+    if (!prepareWrite()) return;
+    m_pHolder->file.WriteThrough({line, "\n"});
+    m_nSize += static_cast<std::uint32_t>(line.size());
 }
 
 bool chFileTrace::WriteLogLineRaw(const char* szHead, const std::string& line) {

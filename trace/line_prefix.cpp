@@ -1,13 +1,14 @@
 // What stands before the text of every trace line.
 #include "trace/line_prefix.h"
 
-#include <pthread.h>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
 
 #include <vdx/platform.h>
 #include <vdx/time.h>
+
+#include "base/fork_hooks.h"
 
 namespace vdx {
 
@@ -46,7 +47,8 @@ void fillTime(PrefixCache& cache, const SYSTEMTIME& second) {
 }
 
 // A forked child has other ids; only the forking thread lives on there.
-[[maybe_unused]] const int s_nRegistered = pthread_atfork(nullptr, nullptr, [] { t_cache.nIds = 0; });
+[[maybe_unused]] const bool s_bForkHooks =
+    (setForkHooks(ForkOrder::LinePrefix, {nullptr, nullptr, [] { t_cache.nIds = 0; }}), true);
 
 void fillIds(PrefixCache& cache) {
     char* pEnd = cache.ids + sizeof cache.ids;
@@ -67,7 +69,7 @@ char* putText(char* p, const char* pText, std::size_t nLength) {
 
 }  // namespace
 
-void appendLinePrefix(std::string& out, const char* szModule) {
+void appendLinePrefix(qv::text_buffer& out, const char* szModule) {
     SYSTEMTIME now;
     vdxGetLocalTime(&now);
     const std::uint32_t nMilliseconds = now.wMilliseconds;
@@ -87,9 +89,9 @@ void appendLinePrefix(std::string& out, const char* szModule) {
     *p++ = '.';
     p = putDigits(p, static_cast<std::uint32_t>(boot.microseconds), 6);
     *p++ = ' ';
-    out += '[';
-    out += szModule && *szModule ? szModule : "D:Who?";
-    out.append(buffer, static_cast<std::size_t>(p - buffer));
+    out.append('[');
+    out.append(szModule && *szModule ? szModule : "D:Who?");
+    out.append({buffer, static_cast<std::size_t>(p - buffer)});
 }
 
 }  // namespace vdx

@@ -18,7 +18,7 @@
 
 namespace {
 
-std::atomic<QVLog*> s_pInstance{nullptr};
+constinit std::atomic<QVLog*> s_pInstance{nullptr};
 
 int asCount(std::size_t nCount) {
     constexpr std::size_t MAX = std::numeric_limits<int>::max();
@@ -31,7 +31,7 @@ int asCount(std::size_t nCount) {
 chCriticalSection& QVLog::makeInstanceLock() {
     static vdx::NoDestructor<chCriticalSection> s_lock;
     [[maybe_unused]] static const bool s_bHooked =
-        (vdx::setForkHooks(vdx::ForkOrder::LogQueue, {lockForFork, unlockAfterFork, unlockAfterFork}), true);
+        (vdx::setForkHooks(vdx::ForkOrder::LogQueue, {lockForFork, unlockAfterFork, unlockInChild}), true);
     return s_lock.get();
 }
 
@@ -49,6 +49,13 @@ void QVLog::unlockAfterFork() {
     makeInstanceLock().Unlock();
 }
 
+// The threads that waited do not exist here; the old condition variable would wake them first.
+void QVLog::unlockInChild() {
+    QVLog* pInstance = s_pInstance.load(std::memory_order_relaxed);
+    if (pInstance) new (&pInstance->m_arrived) std::condition_variable;
+    unlockAfterFork();
+}
+
 // By a reference, for its maker runs when it is first needed, perhaps before this.
 chCriticalSection& QVLog::instanceLock = QVLog::makeInstanceLock();
 
@@ -62,14 +69,15 @@ QVLog* QVLog::getInstance() {
     lock.Lock();
     pInstance = s_pInstance.load(std::memory_order_relaxed);
     if (!pInstance) {
-        pInstance = new QVLog;
+        static vdx::NoDestructor<QVLog> s_log;
+        pInstance = &s_log.get();
         s_pInstance.store(pInstance, std::memory_order_release);
     }
     lock.Unlock();
     return pInstance;
 }
 
-void QVLog::trace(char level, const std::string& module, const std::string& text, int nCode) {
+void QVLog::trace(char level, const std::string& module, const std::string& text, int nCode) try {
     const vdx::ErrnoSaver saver;
     if (m_bDebugOutput.load(std::memory_order_relaxed)) iLog("%s", text.c_str());
     // All that takes time is done before the lock: the record and its list element.
@@ -89,6 +97,8 @@ void QVLog::trace(char level, const std::string& module, const std::string& text
         m_queue.splice(m_queue.end(), element);
     }
     m_arrived.notify_one();
+} catch (const std::bad_alloc&) {
+    // The record is lost.
 }
 
 int QVLog::getLog(TraceNode& out) {
@@ -141,16 +151,22 @@ void vdxEncryptTrace(int nLevel, int nFlag, const char* szModule, const char* sz
     const vdx::ErrnoSaver saver;
     va_list args;
     va_start(args, szFormat);
-    const std::string text = qv::format_string_v(szFormat, args);
+    qv::text_buffer text;
+    qv::append_format_v(text, szFormat, args);
     va_end(args);
-    qvTrace(*translateToLevelChar(nLevel), szModule ? szModule : "", text, nFlag);
+    try {
+        qvTrace(*translateToLevelChar(nLevel), szModule ? szModule : "", std::string(text.view()), nFlag);
+    } catch (const std::bad_alloc&) {
+        // The record is lost.
+    }
 }
 
 void iLog(const char* szFormat, ...) {
     const vdx::ErrnoSaver saver;
     va_list args;
     va_start(args, szFormat);
-    const std::string text = qv::format_string_v(szFormat, args);
+    qv::text_buffer text;
+    qv::append_format_v(text, szFormat, args);
     va_end(args);
     vdx::writeSystemLog(text.c_str());
 }

@@ -1,6 +1,7 @@
 // Trace lines that pass a level test, and fatal errors.
 #include <vdx/trace.h>
 
+#include <cerrno>
 #include <cstdarg>
 
 #include <vdx/platform.h>
@@ -9,6 +10,7 @@
 
 #include "base/errno_saver.h"
 #include "siblings/qvstl/format.h"
+#include "trace/console.h"
 #include "trace/trace_output.h"
 
 namespace {
@@ -16,16 +18,18 @@ namespace {
 constexpr int LEVEL_DEBUG = 7;
 constexpr int LEVEL_OBJECT = 9;
 
-std::string messageLine(const char* szTag, const char* szFile, int nLine, const char* szFormat, va_list args)
-    __attribute__((format(printf, 4, 0)));
-std::string messageLine(const char* szTag, const char* szFile, int nLine, const char* szFormat,
-                        va_list args) {
-    const std::string text = qv::format_string_v(szFormat, args);
+// What warnings and errors say: where, when and who, then the text.
+void appendMessage(qv::text_buffer& line, const char* szTag, const char* szFile, int nLine,
+                   const char* szFormat, va_list args) __attribute__((format(printf, 5, 0)));
+void appendMessage(qv::text_buffer& line, const char* szTag, const char* szFile, int nLine,
+                   const char* szFormat, va_list args) {
+    const vdx::ErrnoSaver saver;
     const chTick now = chTimer::GetTickFromBoot();
-    return qv::format_astring("[%s] %s(%d): %u.%.6d (%d:%d)", szTag, szFile ? szFile : "", nLine,
-                              static_cast<unsigned int>(now.seconds), now.microseconds,
-                              vdxGetCurrentProcessId(), static_cast<int>(vdxGetCurrentTaskId())) +
-           text;
+    qv::append_format(line, "[%s] %s(%d): %u.%.6d (%d:%d)", szTag, szFile ? szFile : "", nLine,
+                      static_cast<unsigned int>(now.seconds), now.microseconds, vdxGetCurrentProcessId(),
+                      static_cast<int>(vdxGetCurrentTaskId()));
+    errno = saver.value();  // For a %m in the text.
+    qv::append_format_v(line, szFormat, args);
 }
 
 }  // namespace
@@ -63,8 +67,13 @@ void tracePrintf(const char* szFormat, ...) {
 }
 
 void vdxTraceObject(const std::string& name, const std::string& value) {
-    if (!vdx::isTraceSuppressed(LEVEL_OBJECT))
-        vdx::traceText(LEVEL_OBJECT, nullptr, name + " = \"" + value + '"');
+    if (vdx::isTraceSuppressed(LEVEL_OBJECT)) return;
+    qv::text_buffer text;
+    for (const std::string_view part :
+         {std::string_view(name), std::string_view(" = \""), std::string_view(value)})
+        text.append(part);
+    text.append('"');
+    vdx::traceText(LEVEL_OBJECT, nullptr, text.view());
 }
 
 // The precision asks for at least eight digits; the C standard leaves it open for
@@ -80,20 +89,22 @@ void vdxWarningMessage(const char* szFile, int nLine, const char* szFormat, ...)
     const vdx::ErrnoSaver saver;
     va_list args;
     va_start(args, szFormat);
-    const std::string line = messageLine("W:", szFile, nLine, szFormat, args);
+    qv::text_buffer line;
+    appendMessage(line, "W:", szFile, nLine, szFormat, args);
     va_end(args);
-    consoleWriteString(true, line);
-    vdx::traceConsoleCopy(line);
+    vdx::writeConsoleLine(stderr, line.view());
+    vdx::traceConsoleCopy(line.view());
 }
 
 [[gnu::noinline]] void vdxErrorMessage(const char* szFile, int nLine, const char* szFormat, ...) {
     va_list args;
     va_start(args, szFormat);
-    const std::string line = messageLine("E:", szFile, nLine, szFormat, args);
+    qv::text_buffer line;
+    appendMessage(line, "E:", szFile, nLine, szFormat, args);
     va_end(args);
-    consoleWriteString(true, line);
+    vdx::writeConsoleLine(stderr, line.view());
     consoleWriteString(true, vdxReadStack(-1));
-    vdx::traceConsoleCopy(line);
+    vdx::traceConsoleCopy(line.view());
     vdxAbort();
 }
 

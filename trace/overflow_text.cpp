@@ -12,11 +12,11 @@ char* OverflowText::open(std::uint64_t nNumber) {
     for (auto segment = m_segments.rbegin(); segment != m_segments.rend(); ++segment) {
         if (segment->nNumber == nNumber) return segment->pText;
     }
-    Segment& segment = m_segments.emplace_back();
+    std::list<Segment> opened(1);
+    Segment& segment = opened.back();
     void* pBlock = segment.file.OpenMapFile("ipc_system_trace." + std::to_string(nNumber), SEGMENT_SIZE);
     if (!pBlock) {
         segment.file.CloseMapFile();
-        m_segments.pop_back();
         return nullptr;
     }
     if (segment.file.IsCreateByMe()) {
@@ -24,6 +24,7 @@ char* OverflowText::open(std::uint64_t nNumber) {
     }
     segment.nNumber = nNumber;
     segment.pText = static_cast<char*>(pBlock) + HEADER;
+    m_segments.splice(m_segments.end(), opened);
     return segment.pText;
 }
 

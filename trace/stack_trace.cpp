@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
+#include <new>
 #include <string_view>
 
 #include <vdx/trace_helper.h>
@@ -54,14 +55,15 @@ bool hasText(const char* szFormat) {
 }
 
 // Two blanks a level. A depth that wrapped below 0 has none.
-std::string indent(std::uint32_t nDepth) {
-    return std::string(nDepth < 0x80000000U ? 2 * std::size_t{nDepth} : 0, ' ');
+void appendIndent(qv::text_buffer& line, std::uint32_t nDepth) {
+    for (std::uint32_t i = 0; nDepth < 0x80000000U && i < nDepth; ++i)
+        line.append("  ");
 }
 
 // Kept: not blanks, but 32 characters of this code.
-std::string oddIndent(int nDepth) {
-    return std::string(32,
-                       static_cast<char>(static_cast<unsigned char>(2U * static_cast<unsigned int>(nDepth))));
+void appendOddIndent(qv::text_buffer& line, int nDepth) {
+    for (int i = 0; i < 32; ++i)
+        line.append(static_cast<char>(static_cast<unsigned char>(2U * static_cast<unsigned int>(nDepth))));
 }
 
 int stepDepth(int nStep) {
@@ -71,13 +73,18 @@ int stepDepth(int nStep) {
 }  // namespace
 
 // Each takes the addresses itself, so that frame 0 is the function that was called.
-[[gnu::noinline]] std::string vdxReadStack(int nDepth) {
+[[gnu::noinline]] std::string vdxReadStack(int nDepth) try {
     const vdx::ErrnoSaver saver;
     void* addresses[FrameTexts::MAX_FRAMES];
     const FrameTexts texts(addresses, backtrace(addresses, FrameTexts::MAX_FRAMES));
-    std::string result;
-    forEachFrame(texts, nDepth, [&](const char* szText) { (result += szText) += '\n'; });
-    return result;
+    qv::text_buffer result;
+    forEachFrame(texts, nDepth, [&](const char* szText) {
+        result.append(szText);
+        result.append('\n');
+    });
+    return std::string(result.view());
+} catch (const std::bad_alloc&) {
+    return {};
 }
 
 [[gnu::noinline]] void vdxDumpStack(int nDepth) {
@@ -92,25 +99,27 @@ chTraceStack::chTraceStack(int nLevel, const char* szFunction, const char* szFor
     if (!m_bEnabled) return;
     const vdx::ErrnoSaver saver;
     copyName(m_szName, scopeName(szFunction, !hasText(szFormat)));
-    std::string line = indent(uCTraceHelper::getInstance()->push_trace_level());
-    line += "{ ";
-    line += m_szName;
+    qv::text_buffer line;
+    appendIndent(line, uCTraceHelper::getInstance()->push_trace_level());
+    line.append("{ ");
+    line.append(m_szName);
     if (hasText(szFormat)) {
         va_list args;
         va_start(args, szFormat);
         qv::append_format_v(line, szFormat, args);
         va_end(args);
     }
-    vdx::traceText(vdx::ANY_LEVEL, nullptr, line);
+    vdx::traceText(vdx::ANY_LEVEL, nullptr, line.view());
 }
 
 chTraceStack::~chTraceStack() {
     if (!m_bEnabled) return;
     const vdx::ErrnoSaver saver;
-    std::string line = indent(uCTraceHelper::getInstance()->pop_trace_level());
-    line += "} ";
-    line += m_szName;
-    vdx::traceText(vdx::ANY_LEVEL, nullptr, line);
+    qv::text_buffer line;
+    appendIndent(line, uCTraceHelper::getInstance()->pop_trace_level());
+    line.append("} ");
+    line.append(m_szName);
+    vdx::traceText(vdx::ANY_LEVEL, nullptr, line.view());
 }
 
 int& simpStackTracer::getDepth() {
@@ -121,18 +130,24 @@ int& simpStackTracer::getDepth() {
 simpStackTracer::simpStackTracer(const char* szFunction, const char* szFormat, ...) {
     const vdx::ErrnoSaver saver;
     copyName(m_szName, scopeName(szFunction, !hasText(szFormat)));
-    std::string line = oddIndent(stepDepth(1)) + "{ " + m_szName;
+    qv::text_buffer line;
+    appendOddIndent(line, stepDepth(1));
+    line.append("{ ");
+    line.append(m_szName);
     if (hasText(szFormat)) {
         va_list args;
         va_start(args, szFormat);
         qv::append_format_v(line, szFormat, args);
         va_end(args);
     }
-    vdx::writeConsoleLine(stdout, line);
+    vdx::writeConsoleLine(stdout, line.view());
 }
 
 simpStackTracer::~simpStackTracer() {
     const vdx::ErrnoSaver saver;
-    const std::string line = oddIndent(stepDepth(-1) - 1) + "} " + m_szName;
-    vdx::writeConsoleLine(stdout, line);
+    qv::text_buffer line;
+    appendOddIndent(line, stepDepth(-1) - 1);
+    line.append("} ");
+    line.append(m_szName);
+    vdx::writeConsoleLine(stdout, line.view());
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include <vdx/node_alloc.h>
 
@@ -71,8 +72,12 @@ FrameTexts::FrameTexts(void* const* pAddresses, int nCount)
     : m_pArena(static_cast<char*>(baseDymicAlloc::alloc(static_cast<int>(ARENA_SIZE)))) {
     char** pTexts = m_pArena ? backtrace_symbols(pAddresses, nCount) : nullptr;
     if (!pTexts) return;
-    for (int i = 0; i < nCount; ++i)
-        add(demangleFrame(pTexts[i]));
+    try {
+        for (int i = 0; i < nCount; ++i)
+            add(demangleFrame(pTexts[i]));
+    } catch (const std::bad_alloc&) {
+        // The frames so far.
+    }
     std::free(pTexts);
 }
 

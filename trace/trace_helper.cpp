@@ -2,13 +2,16 @@
 #include <vdx/trace_helper.h>
 
 #include <cstdlib>
+#include <new>
 
 #include <vdx/platform.h>
 
 #include "base/errno_saver.h"
 #include "base/fork_hooks.h"
+#include "base/relax.h"
 #include "base/singleton.h"
 #include "ipc/segment.h"
+#include "siblings/qvstl/format.h"
 #include "trace/console.h"
 #include "trace/line_prefix.h"
 #include "trace/trace_block.h"
@@ -20,13 +23,11 @@ namespace vdx {
 constinit TraceState g_traceState;
 thread_local int TraceNesting::s_nDepth = 0;
 
-std::uint32_t selectOutput() {
-    const std::uint32_t nCurrent = g_traceState.nOutput.load(std::memory_order_relaxed);
-    chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
-    const std::uint32_t nMethod = pOption ? effectiveMethod(*pOption) : nCurrent;
-    if (nMethod == nCurrent || nMethod > chTraceOption::METHOD_SHARE) return nCurrent;
+void selectOutput(chTraceOption& option) {
+    const std::uint32_t nMethod = effectiveMethod(option);
+    if (nMethod > chTraceOption::METHOD_SHARE) return;
+    if (nMethod == g_traceState.nOutput.load(std::memory_order_relaxed)) return;
     g_traceState.nOutput.store(nMethod, std::memory_order_relaxed);
-    return nMethod;
 }
 
 }  // namespace vdx
@@ -46,6 +47,15 @@ constinit chTraceOption s_localProcess{chTraceOption::UNSET_LEVEL, chTraceOption
 
 }  // namespace
 
+[[gnu::cold]] chTraceOption& vdx::makeProcessOption() {
+    const ErrnoSaver saver;
+    try {
+        return *uCTraceHelper::getInstance()->GetProcessTraceOption();
+    } catch (const std::bad_alloc&) {
+        return s_fallback;
+    }
+}
+
 struct uCTraceHelper::Private {
     vdx::OverflowText overflow;
     chReentrantCritical lock;  // In place of the mutex, where that could not be had.
@@ -57,7 +67,7 @@ public:
     explicit Guard(uCTraceHelper& helper) : m_helper(helper) {
         // A line is written in about a microsecond, a sleep and its end cost several.
         for (int i = 0; i < 100 && s_bBusy.load(std::memory_order_relaxed); ++i)
-            relax();
+            vdx::relaxProcessor();
         m_helper.enter();
         s_bBusy.store(true, std::memory_order_relaxed);
     }
@@ -69,11 +79,6 @@ public:
     Guard& operator=(const Guard&) = delete;
 
 private:
-    static void relax() {
-#if defined(__x86_64__) || defined(__i386__)
-        __builtin_ia32_pause();
-#endif
-    }
     static constinit inline std::atomic<bool> s_bBusy{false};  // A hint: the mutex decides.
 
     const vdx::ErrnoSaver m_errno;
@@ -138,11 +143,11 @@ void uCTraceHelper::unlockInChild() {
 chTraceOption* uCTraceHelper::GetProcessTraceOption() {
     chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
     if (!pOption) pOption = makeProcessOption();
-    vdx::selectOutput();
+    vdx::selectOutput(*pOption);
     return pOption;
 }
 
-chTraceOption* uCTraceHelper::makeProcessOption() {
+chTraceOption* uCTraceHelper::makeProcessOption() try {
     if (vdx::TraceNesting::depth() != vdx::TraceNesting::OUTSIDE) return &s_fallback;
     const Guard guard(*this);
     chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_relaxed);
@@ -153,6 +158,8 @@ chTraceOption* uCTraceHelper::makeProcessOption() {
     vdx::applyTraceOption(std::getenv("trace"), *pOption, &m_file);
     g_traceState.pProcess.store(pOption, std::memory_order_release);
     return pOption;
+} catch (const std::bad_alloc&) {
+    return &s_fallback;  // Until there is memory.
 }
 
 int uCTraceHelper::GetOutputLevel() {
@@ -176,7 +183,7 @@ bool uCTraceHelper::setMethod(std::uint32_t nMethod) {
     if (pOption == &s_fallback) return true;
     const Guard guard(*this);
     vdx::storeMethod(*pOption, nMethod);
-    vdx::selectOutput();
+    vdx::selectOutput(*pOption);
     return true;
 }
 
@@ -206,12 +213,7 @@ void uCTraceHelper::TraceOutString(const char* szModule, const std::string& text
 }
 
 bool uCTraceHelper::TraceConstString(const std::string& text) {
-    const vdx::ErrnoSaver saver;
-    if (GetOutputMethod() == chTraceOption::METHOD_NULL) return false;
-    const int nBefore = vdx::TraceNesting::depth();
-    if (nBefore == vdx::TraceNesting::INSIDE_TWICE) return false;
-    const vdx::TraceNesting nesting(nBefore + 1);
-    return vdx::writeTraceLine(nBefore, text);
+    return vdx::traceUnchanged(text);
 }
 
 bool uCTraceHelper::TraceToConsole(const std::string& line) {
@@ -221,30 +223,46 @@ bool uCTraceHelper::TraceToConsole(const std::string& line) {
 }
 
 bool uCTraceHelper::TraceToFileTrace(const std::string& line) {
-    const Guard guard(*this);
-    return m_file.WriteLogLine(line);
+    return writeToFile(line);
 }
 
 bool uCTraceHelper::TraceToShareMemory(const std::string& line) {
-    const Guard guard(*this);
-    return m_pBlock && m_pBlock->queueLine(line, m_pPrivate->overflow);
+    return writeToShareMemory(line);
 }
 
-bool uCTraceHelper::ReadShareMemoryString(std::string& out) {
+bool uCTraceHelper::writeToFile(std::string_view line) {
+    const Guard guard(*this);
+    m_file.writeLine(line);
+    return true;
+}
+
+bool uCTraceHelper::writeToShareMemory(std::string_view line) try {
+    const Guard guard(*this);
+    return m_pBlock && m_pBlock->queueLine(line, m_pPrivate->overflow);
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
+// Without memory for the text it stays in the block.
+bool uCTraceHelper::ReadShareMemoryString(std::string& out) try {
     const Guard guard(*this);
     if (!m_pBlock) return false;
     const std::uint64_t nMoved = m_pBlock->overflowBytes();
     if (nMoved == 0) return m_pBlock->takeLine(out);
-    out.clear();
-    vdx::appendLinePrefix(out, "M:TraceHelper");
-    out += "Write " + std::to_string(static_cast<int>(nMoved)) + " bytes first.\n";
+    qv::text_buffer head;
+    vdx::appendLinePrefix(head, "M:TraceHelper");
+    qv::append_format(head, "Write %d bytes first.\n", static_cast<int>(nMoved));
+    out = head.view();
     m_pBlock->takeOverflow(out, m_pPrivate->overflow);
     return true;
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 // --- Nesting of scopes ------------------------------------------------------
 
-std::uint32_t uCTraceHelper::push_trace_level() {
+// Without memory for its entry a thread's scopes are not indented.
+std::uint32_t uCTraceHelper::push_trace_level() try {
     const std::uint32_t idTask = vdxGetCurrentTaskId();
     const Guard guard(*this);
     if (m_depths.try_emplace(idTask, 0).second) {
@@ -252,12 +270,16 @@ std::uint32_t uCTraceHelper::push_trace_level() {
         m_depths[idTask] = 0;
     }
     return m_depths[idTask]++;
+} catch (const std::bad_alloc&) {
+    return 0;
 }
 
-std::uint32_t uCTraceHelper::pop_trace_level() {
+std::uint32_t uCTraceHelper::pop_trace_level() try {
     const std::uint32_t idTask = vdxGetCurrentTaskId();
     const Guard guard(*this);
     return --m_depths[idTask];
+} catch (const std::bad_alloc&) {
+    return 0;
 }
 
 void uCTraceHelper::ClearGhostTracerLevel() {

@@ -5,6 +5,7 @@
 
 #include "base/errno_saver.h"
 #include "siblings/qvstl/format.h"
+#include "trace/console.h"
 #include "trace/line_prefix.h"
 
 namespace vdx {
@@ -14,53 +15,59 @@ namespace {
 // One line on its way: its prefix, then what `appendText` adds.
 template <class AppendText>
 void traceLine(int nLevel, const char* szModule, AppendText appendText) {
-    constexpr std::size_t USUAL_LINE = 256;
     const ErrnoSaver saver;
     chTraceOption& option = processOption();
     if (nLevel > effectiveLevel(option) || effectiveMethod(option) == chTraceOption::METHOD_NULL) return;
-    selectOutput();
+    selectOutput(option);
     const int nBefore = TraceNesting::depth();
     if (nBefore == TraceNesting::INSIDE_TWICE) return;
     const TraceNesting nesting(nBefore + 1);
-    std::string line;
-    line.reserve(USUAL_LINE);
+    qv::text_buffer line;
     appendLinePrefix(line, szModule);
     errno = saver.value();  // For a %m in the text.
     appendText(line);
-    writeTraceLine(nBefore, line);
+    writeTraceLine(nBefore, line.view());
 }
 
 }  // namespace
 
-[[gnu::cold]] chTraceOption& makeProcessOption() {
-    const ErrnoSaver saver;
-    return *uCTraceHelper::getInstance()->GetProcessTraceOption();
-}
-
-void traceText(int nLevel, const char* szModule, const std::string& text) {
-    traceLine(nLevel, szModule, [&](std::string& line) { line += text; });
+void traceText(int nLevel, const char* szModule, std::string_view text) {
+    traceLine(nLevel, szModule, [&](qv::text_buffer& line) { line.append(text); });
 }
 
 void traceFormatted(int nLevel, const char* szModule, const char* szFormat, va_list args) {
-    traceLine(nLevel, szModule, [&](std::string& line) { qv::append_format_v(line, szFormat, args); });
+    traceLine(nLevel, szModule, [&](qv::text_buffer& line) { qv::append_format_v(line, szFormat, args); });
 }
 
-void traceConsoleCopy(const std::string& line) {
+void traceConsoleCopy(std::string_view line) {
     const std::uint32_t nMethod = effectiveMethod(processOption());
     if (nMethod == chTraceOption::METHOD_CONSOLE || nMethod == chTraceOption::METHOD_NULL) return;
-    uCTraceHelper::getInstance()->TraceConstString(line);
+    traceUnchanged(line);
 }
 
-bool writeTraceLine(int nNestingBefore, const std::string& line) {
-    uCTraceHelper* pHelper = uCTraceHelper::getInstance();
-    if (nNestingBefore != TraceNesting::OUTSIDE) return pHelper->TraceToConsole(line);
-    switch (g_traceState.nOutput.load(std::memory_order_relaxed)) {
+bool traceUnchanged(std::string_view line) {
+    const ErrnoSaver saver;
+    chTraceOption& option = processOption();
+    if (effectiveMethod(option) == chTraceOption::METHOD_NULL) return false;
+    selectOutput(option);
+    const int nBefore = TraceNesting::depth();
+    if (nBefore == TraceNesting::INSIDE_TWICE) return false;
+    const TraceNesting nesting(nBefore + 1);
+    return writeTraceLine(nBefore, line);
+}
+
+bool writeTraceLine(int nNestingBefore, std::string_view line) {
+    const std::uint32_t nOutput = nNestingBefore == TraceNesting::OUTSIDE
+                                      ? g_traceState.nOutput.load(std::memory_order_relaxed)
+                                      : std::uint32_t{chTraceOption::METHOD_CONSOLE};
+    switch (nOutput) {
         case chTraceOption::METHOD_CONSOLE:
-            return pHelper->TraceToConsole(line);
+            writeConsoleLine(stdout, line);
+            return true;
         case chTraceOption::METHOD_FILE:
-            return pHelper->TraceToFileTrace(line);
+            return uCTraceHelper::getInstance()->writeToFile(line);
         case chTraceOption::METHOD_SHARE:
-            return pHelper->TraceToShareMemory(line);
+            return uCTraceHelper::getInstance()->writeToShareMemory(line);
         default:
             return false;
     }

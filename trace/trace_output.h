@@ -3,7 +3,7 @@
 
 #include <cstdarg>
 #include <limits>
-#include <string>
+#include <string_view>
 
 #include "trace/trace_state.h"
 
@@ -26,7 +26,7 @@ inline bool traceLevelPasses(int nLevel) {
 // nothing and calls nothing, so that a suppressed message costs next to nothing.
 inline bool isTraceSuppressed(int nLevel) {
     chTraceOption* pOption = g_traceState.pProcess.load(std::memory_order_acquire);
-    return pOption && nLevel > effectiveLevel(*pOption);
+    return __builtin_expect(pOption != nullptr, 1) && nLevel > effectiveLevel(*pOption);
 }
 
 // The level of lines that are written whatever the process's level.
@@ -34,16 +34,20 @@ inline constexpr int ANY_LEVEL = std::numeric_limits<int>::min();
 
 // Writes a line with its prefix by the process's output method, if its level passes: a
 // finished text, or a formatted one.
-void traceText(int nLevel, const char* szModule, const std::string& text);
+void traceText(int nLevel, const char* szModule, std::string_view text);
 void traceFormatted(int nLevel, const char* szModule, const char* szFormat, va_list args)
     __attribute__((format(printf, 3, 0)));
 
 // Writes a line without a prefix by the process's output method, unless that is
 // the console, where the caller has written it already, or nothing.
-void traceConsoleCopy(const std::string& line);
+void traceConsoleCopy(std::string_view line);
+
+// Writes a line without a prefix by the process's output method. False when that is
+// nothing, or cannot take the line.
+bool traceUnchanged(std::string_view line);
 
 // Writes a line by the output selected last; to the console where the thread was
 // inside the tracing code already (TraceNesting).
-bool writeTraceLine(int nNestingBefore, const std::string& line);
+bool writeTraceLine(int nNestingBefore, std::string_view line);
 
 }  // namespace vdx

@@ -33,7 +33,8 @@ inline void storeMethod(chTraceOption& option, std::uint32_t nMethod) {
 // The effective values for a process with this pair. The default exists when a pair does.
 inline std::int32_t effectiveLevel(chTraceOption& option) {
     const std::int32_t nLevel = loadLevel(option);
-    if (nLevel != chTraceOption::UNSET_LEVEL) return nLevel;
+    if (nLevel != chTraceOption::UNSET_LEVEL) [[likely]]
+        return nLevel;
     return loadLevel(*g_traceState.pDefault.load(std::memory_order_relaxed));
 }
 inline std::uint32_t effectiveMethod(chTraceOption& option) {
@@ -43,8 +44,7 @@ inline std::uint32_t effectiveMethod(chTraceOption& option) {
 }
 
 // Selects the output of the effective method; an unknown method leaves it as it was.
-// Requires: the process has a pair.
-std::uint32_t selectOutput();
+void selectOutput(chTraceOption& option);
 
 // Says what the calling thread is doing in the tracing code, for the length of a scope.
 // Traces that come from there (from an allocation, say) must neither wait for it nor

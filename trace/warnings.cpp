@@ -1,6 +1,7 @@
 // Messages that always reach the console.
 #include <vdx/warnings.h>
 
+#include <cerrno>
 #include <cstdarg>
 
 #include <vdx/platform.h>
@@ -18,23 +19,26 @@ std::FILE* stream(bool bToStderr) {
 
 void writeDebugLine(const char* szFormat, va_list args) __attribute__((format(printf, 1, 0)));
 void writeDebugLine(const char* szFormat, va_list args) {
-    vdx::writeConsoleLine(stdout, qv::format_string_v(szFormat, args));
+    const vdx::ErrnoSaver saver;
+    qv::text_buffer text;
+    qv::append_format_v(text, szFormat, args);
+    vdx::writeConsoleLine(stdout, text.view());
 }
 
 }  // namespace
 
 void vdxOutputWarningString(const char* szFormat, ...) {
     const vdx::ErrnoSaver saver;
+    qv::text_buffer line;
+    const chTick now = chTimer::GetTickFromBoot();
+    qv::append_format(line, "[W:] %u.%.6d (%d:%d) ", static_cast<unsigned int>(now.seconds), now.microseconds,
+                      vdxGetCurrentProcessId(), static_cast<int>(vdxGetCurrentTaskId()));
+    errno = saver.value();  // For a %m in the text.
     va_list args;
     va_start(args, szFormat);
-    const std::string text = qv::format_string_v(szFormat, args);
+    qv::append_format_v(line, szFormat, args);
     va_end(args);
-    const chTick now = chTimer::GetTickFromBoot();
-    vdx::writeConsoleLine(
-        stderr,
-        qv::format_astring("[W:] %u.%.6d (%d:%d) ", static_cast<unsigned int>(now.seconds), now.microseconds,
-                           vdxGetCurrentProcessId(), static_cast<int>(vdxGetCurrentTaskId())) +
-            text);
+    vdx::writeConsoleLine(stderr, line.view());
 }
 
 void consolePrintf(bool bToStderr, const char* szFormat, ...) {

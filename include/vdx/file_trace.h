@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include <vdx/export.h>
 #include <vdx/node_alloc.h>
@@ -58,7 +59,9 @@ public:
     bool Flush();
 
 private:
+    friend class uCTraceHelper;
     struct Holder;
+    void writeLine(std::string_view line);
     bool isOpen() const;
     void closeFile();
     void openFile();

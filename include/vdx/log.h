@@ -25,6 +25,11 @@
 // Records are neither filtered by level nor written to files here; the trace
 // functions of <vdx/trace.h> know nothing of them.
 
+namespace vdx {
+template <class T>
+class NoDestructor;
+}  // namespace vdx
+
 // One record.
 struct TraceNode {
     std::int32_t code = 0;       // The caller's number; never negative.
@@ -65,11 +70,13 @@ public:
     static chCriticalSection& instanceLock;
 
 private:
+    friend vdx::NoDestructor<QVLog>;
     QVLog();
     ~QVLog() = delete;
     static chCriticalSection& makeInstanceLock();
     static void lockForFork();
     static void unlockAfterFork();
+    static void unlockInChild();
 
     std::mutex m_mutex;
     std::condition_variable m_arrived;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include <vdx/export.h>
@@ -31,6 +32,7 @@ template <class T>
 class NoDestructor;
 template <class T>
 class Singleton;
+bool writeTraceLine(int nNestingBefore, std::string_view line);
 }  // namespace vdx
 class chSystemTracerManager;
 
@@ -111,6 +113,7 @@ public:
 private:
     friend vdx::NoDestructor<uCTraceHelper>;
     friend vdx::Singleton<uCTraceHelper>;
+    friend bool vdx::writeTraceLine(int nNestingBefore, std::string_view line);
     static constexpr const char* SINGLETON_NAME = "uCTraceHelper";
     struct Private;
 
@@ -123,6 +126,8 @@ private:
     static void unlockInParent();
     static void unlockInChild();
     class Guard;
+    bool writeToFile(std::string_view line);
+    bool writeToShareMemory(std::string_view line);
     chTraceOption* makeProcessOption();
     bool setMethod(std::uint32_t nMethod);
 

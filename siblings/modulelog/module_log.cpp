@@ -46,12 +46,18 @@ void SpdLog_ModuleTrace(vdx::ModuleLogLevel level, const std::string& module, co
     const vdx::ErrnoSaver saver;
     va_list args;
     va_start(args, szFormat);
-    const std::string text = qv::format_string_v(szFormat, args);
+    qv::text_buffer text;
+    qv::append_format_v(text, szFormat, args);
     va_end(args);
     const vdx::Sink sink = vdx::currentSink();
     if (sink.pFunction) {
         sink.pFunction(static_cast<int>(level), module.c_str(), text.c_str(), sink.pContext);
     } else {
-        vdx::writeSystemLog(('[' + module + "] " + text).c_str());
+        qv::text_buffer line;
+        line.append('[');
+        line.append(module);
+        line.append("] ");
+        line.append(text.view());
+        vdx::writeSystemLog(line.c_str());
     }
 }

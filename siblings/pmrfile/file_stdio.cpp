@@ -2,6 +2,7 @@
 #include "siblings/pmrfile/file_stdio.h"
 
 #include "siblings/pmrfile/descriptor.h"
+#include "siblings/pmrfile/write_through.h"
 
 namespace {
 
@@ -62,6 +63,10 @@ std::size_t chFileStdio::Write(const void* pData, std::size_t nElementSize, std:
 
 bool chFileStdio::WriteString(std::string_view text) {
     return m_pFile && std::fwrite(text.data(), 1, text.size(), m_pFile) == text.size();
+}
+
+bool chFileStdio::WriteThrough(std::initializer_list<std::string_view> parts) {
+    return m_pFile && vdx::writeThrough(m_pFile, parts);
 }
 
 bool chFileStdio::Flush() {

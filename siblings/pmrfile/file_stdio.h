@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -40,6 +41,9 @@ public:
     // How many elements the buffer or the file took.
     std::size_t Write(const void* pData, std::size_t nElementSize, std::size_t nCount);
     bool WriteString(std::string_view text);
+
+    // Writes the parts and flushes: one system call for a text of a line or so.
+    bool WriteThrough(std::initializer_list<std::string_view> parts);
 
     // Hands what is buffered to the system.
     bool Flush();

@@ -167,6 +167,29 @@ TEST(QVLog, ForkWhileAnotherThreadLogs) {
     freeAll(records);
 }
 
+TEST(QVLog, AForkedChildForgetsTheWaitersOfItsParent) {
+    std::thread waiter([] {
+        std::list<TraceNode*> records;
+        qvGetLog(records, 1'000'000);
+        freeAll(records);
+    });
+    vdxSleep(50);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        alarm(20);
+        std::list<TraceNode*> records;
+        std::thread writer([] {
+            vdxSleep(50);
+            qvTrace('D', "child", "text", 0);
+        });
+        _exit(qvGetLog(records, 60'000'000) == 1 ? 0 : 1);  // Or the alarm comes first.
+    }
+    int nStatus = -1;
+    waitpid(pid, &nStatus, 0);
+    EXPECT_EQ(nStatus, 0);
+    waiter.join();
+}
+
 TEST(QVLog, DebugOutputGoesToTheSystemLogToo) {
     TraceNode node;
     qvTrace('I', "m", "before", 0);

@@ -1,6 +1,7 @@
 // The message functions: where their lines go, and their exact form.
 #include <vdx/trace.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <cerrno>
 #include <csignal>
@@ -74,6 +75,39 @@ TEST(Console, FormattedTextsAndTheirLimits) {
     });
     EXPECT_EQ(result.err, text.substr(0, 4095) + "\n");
     EXPECT_EQ(result.out, YELLOW + "] 7\n" + text + "\npi| 3.14\n");
+}
+
+TEST(Console, LinesKeepTheirPlaceAndWaitForASlowReader) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    const std::string line(1000, 'x');
+    std::string expected = "before 0\nbehind\n";
+    for (int i = 0; i < 200; ++i)
+        expected += line + '\n';
+    const pid_t pid = fork();
+    if (pid == 0) {
+        alarm(20);
+        dup2(ends[1], 1);
+        std::printf("before ");  // Waits in the stream's buffer.
+        consolePrintf(false, "%d", 0);
+        std::printf("behind\n");
+        for (int i = 0; i < 200; ++i)
+            consoleWriteString(false, line);
+        std::fclose(stdout);
+        _exit(0);
+    }
+    close(ends[1]);
+    vdxSleep(50);  // The pipe is full.
+    fcntl(ends[0], F_SETFL, 0);
+    std::string text;
+    char buffer[4096];
+    for (ssize_t n; (n = read(ends[0], buffer, sizeof buffer)) > 0;)
+        text.append(buffer, static_cast<std::size_t>(n));
+    close(ends[0]);
+    EXPECT_EQ(text, expected);
+    int nStatus = -1;
+    waitpid(pid, &nStatus, 0);
+    EXPECT_EQ(nStatus, 0);
 }
 
 TEST(Messages, WarningsNameFileTimeAndIds) {

@@ -1,0 +1,44 @@
+// Formatting by hand against the C library.
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "siblings/qvstl/format.h"
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+namespace {
+
+template <class... Values>
+void expectAsTheLibrary(const char* szFormat, Values... values) {
+    std::string expected(70'000, '?');
+    const int nLength = std::snprintf(expected.data(), expected.size(), szFormat, values...);
+    ASSERT_GE(nLength, 0);
+    expected.resize(static_cast<std::size_t>(nLength));
+    EXPECT_EQ(qv::format_astring(szFormat, values...), expected) << szFormat;
+}
+
+}  // namespace
+#pragma GCC diagnostic pop
+
+TEST(Format, SameTextsAsTheCLibrary) {
+    const char* szNone = nullptr;
+    expectAsTheLibrary("");
+    expectAsTheLibrary("100%% of %s%s", "it", szNone);
+    expectAsTheLibrary("%d %i %u|%c%c", INT_MIN, INT_MAX, UINT_MAX, 'c', 0);
+    expectAsTheLibrary("%ld %li %lu %lld %llu %zu", LONG_MIN, LONG_MAX, ULONG_MAX, LLONG_MIN, ULLONG_MAX,
+                       SIZE_MAX);
+    // One that is not plain behind plain ones: all of it is made anew.
+    expectAsTheLibrary("%d %s %5d|%-4u|%.3s|%x", 1, "two", 3, 4u, "five", 6u);
+    expectAsTheLibrary("%s %.2f %zd %p", "pi", 3.14159, ssize_t{-1}, static_cast<void*>(&szNone));
+    expectAsTheLibrary("%d %hd %hhu %jd", 1, 70'000, 300, intmax_t{-5});
+    for (const std::size_t nLength : {510, 511, 512, 513, 1023, 1024, 1025, 60'000}) {
+        const std::string text(nLength, 'x');
+        expectAsTheLibrary("%s", text.c_str());
+        expectAsTheLibrary("%s|%.0f", text.c_str(), 7.0);
+    }
+}
