@@ -51,39 +51,42 @@ private:
 };
 
 bool put(std::FILE* pFile, std::string_view text) {
-    return text.empty() || std::fwrite(text.data(), 1, text.size(), pFile) == text.size();
+    return std::fwrite(text.data(), 1, text.size(), pFile) == text.size();
 }
 
-// All of it by way of the buffer.
-bool writeBuffered(std::FILE* pFile, std::initializer_list<std::string_view> parts) {
+// The parts in one piece, in the buffer; none when they are longer.
+std::string_view join(std::initializer_list<std::string_view> parts, char (&buffer)[SHORT]) {
+    std::size_t nSize = 0;
+    for (const std::string_view part : parts) {
+        if (part.size() > SHORT - nSize) return {};
+        if (!part.empty()) std::memcpy(buffer + nSize, part.data(), part.size());
+        nSize += part.size();
+    }
+    return {buffer, nSize};
+}
+
+// What the descriptor refuses is left to the stream, and so is what follows: the rest of a line comes
+// behind its beginning.
+bool writeParts(std::FILE* pFile, std::initializer_list<std::string_view> parts) {
     const StreamLock lock(pFile);
+    const int nFd = ::fileno(pFile);
+    bool bPast = nFd >= 0 && std::fflush(pFile) == 0;
     bool bTaken = true;
-    for (const std::string_view part : parts)
+    for (std::string_view part : parts) {
+        if (bPast) part = writeToDescriptor(nFd, part);
+        if (part.empty()) continue;
+        bPast = false;
         bTaken = put(pFile, part) && bTaken;
-    return std::fflush(pFile) == 0 && bTaken;
+    }
+    return bPast || (nFd < 0 && std::fflush(pFile) == 0 && bTaken);
 }
 
 }  // namespace
 
 bool writeThrough(std::FILE* pFile, std::initializer_list<std::string_view> parts) {
-    std::size_t nSize = 0;
-    for (const std::string_view part : parts)
-        nSize += part.size();
-    if (nSize > SHORT) return writeBuffered(pFile, parts);
     char buffer[SHORT];
-    char* pEnd = buffer;
-    for (const std::string_view part : parts) {
-        if (!part.empty()) std::memcpy(pEnd, part.data(), part.size());
-        pEnd += part.size();
-    }
-    const std::string_view text(buffer, nSize);
-    const StreamLock lock(pFile);
-    const int nFd = ::fileno(pFile);
-    if (nFd < 0 || std::fflush(pFile) != 0) return put(pFile, text) && std::fflush(pFile) == 0;
-    const std::string_view left = writeToDescriptor(nFd, text);
-    // Kept by the stream, as if it had come there: the rest of a line should follow its beginning.
-    (void)put(pFile, left);
-    return left.empty();
+    const std::string_view text = join(parts, buffer);
+    return text.empty() ? writeParts(pFile, parts) : writeParts(pFile, {text});
 }
 
 }  // namespace vdx

@@ -1,15 +1,43 @@
 // Named events.
 #include <atomic>
 #include <chrono>
+#include <csignal>
+#include <ctime>
+#include <functional>
+#include <list>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <vdx/log.h>
 #include <vdx/sync.h>
 
 #include "support/child.h"
+
+namespace {
+std::atomic<bool> s_bClockJumps{false};
+}
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
+extern "C" {
+int __real_clock_gettime(clockid_t clock, timespec* pTime);
+int __wrap_clock_gettime(clockid_t clock, timespec* pTime) {
+    static std::atomic<int> s_nCalls{0};
+    const int nResult = __real_clock_gettime(clock, pTime);
+    if (clock == CLOCK_REALTIME && s_bClockJumps) pTime->tv_sec += ++s_nCalls % 2 == 0 ? 3600 : -3600;
+    return nResult;
+}
+int __wrap_gettimeofday(timeval* pTime, void*) {
+    timespec now;
+    const int nResult = __wrap_clock_gettime(CLOCK_REALTIME, &now);
+    *pTime = {now.tv_sec, now.tv_nsec / 1000};
+    return nResult;
+}
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -101,6 +129,42 @@ TEST(NamedEvent, WaitsAsLongAsItSays) {
     EXPECT_TRUE(event.WaitEvent(60000));
     setter.join();
     EXPECT_LT(Clock::now() - start, milliseconds(30000));
+}
+
+// Signals come all the while, and the system's clock is set an hour forth and back at each look.
+TEST(NamedEvent, SignalsAndASetClockChangeNoWait) {
+    s_bClockJumps = true;
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval often{{0, 3000}, {0, 3000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    chEvent event;
+    event.OpenEvent("signals");
+    event.ResetEvent();
+    chEvent_Socket socketEvent;
+    socketEvent.OpenEvent();
+    std::list<TraceNode*> records;
+    const std::function<bool()> waits[] = {[&] { return event.WaitEvent(60); },
+                                           [&] { return socketEvent.WaitEvent(60); },
+                                           [&] { return qvGetLog(records, 60'000) != 0; }};
+    for (const auto& wait : waits) {
+        const auto start = Clock::now();
+        EXPECT_FALSE(wait());
+        EXPECT_GE(Clock::now() - start, milliseconds(50)) << &wait - waits;
+        EXPECT_LT(Clock::now() - start, milliseconds(20'000)) << &wait - waits;
+    }
+    chMutex mutex;
+    mutex.OpenMutex("signals");
+    mutex.Lock(-1);
+    std::atomic<bool> bFree{false};
+    std::thread waiter([&] { EXPECT_TRUE(mutex.Lock(1) == 1 && bFree); });
+    std::this_thread::sleep_for(milliseconds(30));
+    bFree = true;
+    mutex.Unlock();
+    waiter.join();
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 TEST(NamedEvent, EverySignalWakesOneWaiter) {

@@ -267,6 +267,9 @@ TEST_F(MapFile, SystemLimitsAreTold) {
                   std::string::npos)
             << line;
         EXPECT_FALSE(file.IsCreateByMe());
+        // Kept: without a key file it asks for the key -1.
+        EXPECT_NE(errorsOf([&] { file.OpenMapFile("/nowhere/x", 8); }).find(")! key=FFFFFFFF \n"),
+                  std::string::npos);
         s_nShmgetError = 0;
     }
     for (const int nSize : {0, -1}) {

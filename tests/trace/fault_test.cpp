@@ -30,18 +30,6 @@ bool fails(Kind kind) {
 
 }  // namespace
 
-void* operator new(std::size_t nSize) {
-    void* p = std::malloc(nSize ? nSize : 1);
-    if (!p) throw std::bad_alloc();
-    return p;
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-
 // The heap and the calls of log files (linked with --wrap).
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
 #define FAILING(result, name, parameters, arguments, error)     \

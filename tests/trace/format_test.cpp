@@ -36,7 +36,7 @@ TEST(Format, SameTextsAsTheCLibrary) {
     expectAsTheLibrary("%d %s %5d|%-4u|%.3s|%x", 1, "two", 3, 4u, "five", 6u);
     expectAsTheLibrary("%s %.2f %zd %p", "pi", 3.14159, ssize_t{-1}, static_cast<void*>(&szNone));
     expectAsTheLibrary("%d %hd %hhu %jd", 1, 70'000, 300, intmax_t{-5});
-    for (const std::size_t nLength : {510, 511, 512, 513, 1023, 1024, 1025, 60'000}) {
+    for (const std::size_t nLength : {510u, 511u, 512u, 513u, 1023u, 1024u, 1025u, 60'000u}) {
         const std::string text(nLength, 'x');
         expectAsTheLibrary("%s", text.c_str());
         expectAsTheLibrary("%s|%.0f", text.c_str(), 7.0);

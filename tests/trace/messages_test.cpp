@@ -80,10 +80,11 @@ TEST(Console, FormattedTextsAndTheirLimits) {
 TEST(Console, LinesKeepTheirPlaceAndWaitForASlowReader) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
-    const std::string line(1000, 'x');
+    const std::string line(1000, 'x'), longLine(100'000, 'y');
     std::string expected = "before 0\nbehind\n";
     for (int i = 0; i < 200; ++i)
         expected += line + '\n';
+    expected += longLine + '\n';
     const pid_t pid = fork();
     if (pid == 0) {
         alarm(20);
@@ -93,6 +94,7 @@ TEST(Console, LinesKeepTheirPlaceAndWaitForASlowReader) {
         std::printf("behind\n");
         for (int i = 0; i < 200; ++i)
             consoleWriteString(false, line);
+        consoleWriteString(false, longLine);
         std::fclose(stdout);
         _exit(0);
     }
