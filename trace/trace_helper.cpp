@@ -23,11 +23,12 @@ namespace vdx {
 constinit TraceState g_traceState;
 thread_local int TraceNesting::s_nDepth = 0;
 
-void selectOutput(chTraceOption& option) {
+std::uint32_t selectOutput(chTraceOption& option) {
+    const std::uint32_t nCurrent = g_traceState.nOutput.load(std::memory_order_relaxed);
     const std::uint32_t nMethod = effectiveMethod(option);
-    if (nMethod > chTraceOption::METHOD_SHARE) return;
-    if (nMethod == g_traceState.nOutput.load(std::memory_order_relaxed)) return;
+    if (nMethod == nCurrent || nMethod > chTraceOption::METHOD_SHARE) return nCurrent;
     g_traceState.nOutput.store(nMethod, std::memory_order_relaxed);
+    return nMethod;
 }
 
 }  // namespace vdx

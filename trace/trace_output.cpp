@@ -18,7 +18,7 @@ void traceLine(int nLevel, const char* szModule, AppendText appendText) {
     const ErrnoSaver saver;
     chTraceOption& option = processOption();
     if (nLevel > effectiveLevel(option) || effectiveMethod(option) == chTraceOption::METHOD_NULL) return;
-    selectOutput(option);
+    const std::uint32_t nOutput = selectOutput(option);
     const int nBefore = TraceNesting::depth();
     if (nBefore == TraceNesting::INSIDE_TWICE) return;
     const TraceNesting nesting(nBefore + 1);
@@ -26,7 +26,7 @@ void traceLine(int nLevel, const char* szModule, AppendText appendText) {
     appendLinePrefix(line, szModule);
     errno = saver.value();  // For a %m in the text.
     appendText(line);
-    writeTraceLine(nBefore, line.view());
+    TraceOutput::write(nBefore, nOutput, line.view());
 }
 
 }  // namespace
@@ -49,17 +49,15 @@ bool traceUnchanged(std::string_view line) {
     const ErrnoSaver saver;
     chTraceOption& option = processOption();
     if (effectiveMethod(option) == chTraceOption::METHOD_NULL) return false;
-    selectOutput(option);
+    const std::uint32_t nOutput = selectOutput(option);
     const int nBefore = TraceNesting::depth();
     if (nBefore == TraceNesting::INSIDE_TWICE) return false;
     const TraceNesting nesting(nBefore + 1);
-    return writeTraceLine(nBefore, line);
+    return TraceOutput::write(nBefore, nOutput, line);
 }
 
-bool writeTraceLine(int nNestingBefore, std::string_view line) {
-    const std::uint32_t nOutput = nNestingBefore == TraceNesting::OUTSIDE
-                                      ? g_traceState.nOutput.load(std::memory_order_relaxed)
-                                      : std::uint32_t{chTraceOption::METHOD_CONSOLE};
+bool TraceOutput::write(int nNestingBefore, std::uint32_t nOutput, std::string_view line) {
+    if (nNestingBefore != TraceNesting::OUTSIDE) nOutput = chTraceOption::METHOD_CONSOLE;
     switch (nOutput) {
         case chTraceOption::METHOD_CONSOLE:
             writeConsoleLine(stdout, line);

@@ -46,8 +46,11 @@ void traceConsoleCopy(std::string_view line);
 // nothing, or cannot take the line.
 bool traceUnchanged(std::string_view line);
 
-// Writes a line by the output selected last; to the console where the thread was
-// inside the tracing code already (TraceNesting).
-bool writeTraceLine(int nNestingBefore, std::string_view line);
+class TraceOutput {
+public:
+    // Writes a line by an output; to the console where the thread was inside the tracing
+    // code already (TraceNesting).
+    static bool write(int nNestingBefore, std::uint32_t nOutput, std::string_view line);
+};
 
 }  // namespace vdx

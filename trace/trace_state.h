@@ -43,8 +43,9 @@ inline std::uint32_t effectiveMethod(chTraceOption& option) {
     return loadMethod(*g_traceState.pDefault.load(std::memory_order_relaxed));
 }
 
-// Selects the output of the effective method; an unknown method leaves it as it was.
-void selectOutput(chTraceOption& option);
+// Selects the output of the pair's effective method, which is its result; an unknown method leaves the one
+// that was selected before.
+std::uint32_t selectOutput(chTraceOption& option);
 
 // Says what the calling thread is doing in the tracing code, for the length of a scope.
 // Traces that come from there (from an allocation, say) must neither wait for it nor
@@ -62,8 +63,6 @@ public:
     ~TraceNesting() { s_nDepth = m_nBefore; }
     TraceNesting(const TraceNesting&) = delete;
     TraceNesting& operator=(const TraceNesting&) = delete;
-
-    int before() const { return m_nBefore; }
 
 private:
     [[gnu::tls_model("initial-exec")]] static thread_local int s_nDepth;

@@ -32,7 +32,7 @@ template <class T>
 class NoDestructor;
 template <class T>
 class Singleton;
-bool writeTraceLine(int nNestingBefore, std::string_view line);
+class TraceOutput;
 }  // namespace vdx
 class chSystemTracerManager;
 
@@ -113,7 +113,7 @@ public:
 private:
     friend vdx::NoDestructor<uCTraceHelper>;
     friend vdx::Singleton<uCTraceHelper>;
-    friend bool vdx::writeTraceLine(int nNestingBefore, std::string_view line);
+    friend vdx::TraceOutput;
     static constexpr const char* SINGLETON_NAME = "uCTraceHelper";
     struct Private;
 
