@@ -24,7 +24,8 @@ std::uint32_t nextByte(std::uint32_t* state, std::uint32_t& i, std::uint32_t& j)
 // Eight bytes of key stream, the first in the lowest byte. Entries first to first + 7 are
 // used; first is a multiple of 8. Every entry at i is loaded before the exchange that
 // precedes it is stored, so that the loads need not wait for the stores; where j has hit
-// that entry, the exchanged value takes its place.
+// that entry, once in 256 times, the exchanged value takes its place. By a branch: the
+// next byte would wait for a conditional move.
 std::uint64_t nextRun(std::uint32_t* state, std::uint32_t first, std::uint64_t& j) {
     std::uint64_t run = 0;
     std::uint32_t x = state[first];
@@ -32,11 +33,12 @@ std::uint64_t nextRun(std::uint32_t* state, std::uint32_t first, std::uint64_t& 
     for (std::uint32_t k = 0; k < kRun; ++k) {
         j = (j + x) & 0xFF;
         const std::uint32_t y = state[j];
-        const std::uint32_t next = (first + k + 1) & 0xFF;
+        const std::uint32_t next = k + 1 < kRun ? first + k + 1 : (first + kRun) & 0xFF;
         std::uint32_t nextX = state[next];
         state[j] = x;
         state[first + k] = y;
-        nextX = next == j ? x : nextX;
+        if (next == j) [[unlikely]]
+            nextX = x;
         run |= std::uint64_t{state[(x + y) & 0xFF]} << (8 * k);
         x = nextX;
     }
