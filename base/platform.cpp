@@ -154,6 +154,7 @@ void vdxAbort() {
 
 void vdxHookCrashSignal() {}
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is public.
 int KillProcessAppByName(std::string) {
     return 0;
 }

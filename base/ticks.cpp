@@ -61,7 +61,8 @@ std::uint64_t chTimer::GetTimeFromBoot_ms() {
 chTick chTimer::GetTickFromBoot() {
     const std::uint64_t nNanoseconds = vdx::port::bootNanoseconds();
     const auto nSeconds = static_cast<std::int32_t>(static_cast<double>(nNanoseconds) / 1e9);
-    const double dRest = static_cast<double>(nNanoseconds / 1000) - static_cast<double>(nSeconds) * 1e6;
+    const std::uint64_t nMicroseconds = nNanoseconds / 1000;
+    const double dRest = static_cast<double>(nMicroseconds) - static_cast<double>(nSeconds) * 1e6;
     return chTick(nSeconds, static_cast<std::int32_t>(dRest));
 }
 

@@ -21,6 +21,7 @@ void aesExpandKey(const unsigned char* key, std::size_t nKeySize, unsigned char*
             words[i] =
                 p[0] | std::uint32_t{p[1]} << 8 | std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
         } else {
+            // NOLINTNEXTLINE(clang-analyzer-core.*): i is at least nKeyWords, so it is set.
             std::uint32_t word = words[i - 1];
             if (i % nKeyWords == 0) {
                 word = SubWord(word >> 8 | word << 24) ^ roundConstant;

@@ -45,7 +45,7 @@ public:
 private:
     // One that does not open is left alone; removing its parent will fail.
     void emptyDirectory(const std::string& found) {
-        const std::string path = found;
+        const std::string path = found;  // NOLINT(performance-*): `found` may lie in what grows below.
         const vdx::DirHandle pDirectory = openDirectory(path);
         if (!pDirectory) return;
         m_emptied.push_back(path);

@@ -1,22 +1,22 @@
 #!/usr/bin/env bash
 # Installs what is missing to build, test, or measure the library; does nothing when all is there.
-#   setup.sh [build|test|bench|docs]    test (the default) includes build, bench includes both; docs stands alone
+#   setup.sh [build|test|bench|package]    test (the default) includes build; bench and package include both
 set -euo pipefail
 what=${1:-test}
 
 build=(g++ cmake ninja-build pkg-config ccache git)
-test=(libgtest-dev libspdlog-dev clang clang-tidy clang-format libclang-rt-14-dev strace iproute2 libssl-dev
-  python3)
+test=(libgtest-dev libspdlog-dev clang clang-tidy clang-format libclang-rt-14-dev strace iproute2 libssl-dev)
 bench=(libbenchmark-dev libspdlog-dev libasio-dev libboost-dev libpugixml-dev libtinyxml2-dev libvulkan-dev libxml2-dev
   libbotan-2-dev libcrypto++-dev libssl-dev libspandsp-dev python3)
-docs=(doxygen python3)
+
+package=(dpkg-dev lintian file)
 
 case $what in
   build) packages=("${build[@]}") ;;
   test) packages=("${build[@]}" "${test[@]}") ;;
   bench) packages=("${build[@]}" "${test[@]}" "${bench[@]}") ;;
-  docs) packages=("${docs[@]}") ;;
-  *) echo "usage: setup.sh [build|test|bench|docs]" >&2; exit 2 ;;
+  package) packages=("${build[@]}" "${test[@]}" "${package[@]}") ;;
+  *) echo "usage: setup.sh [build|test|bench|package]" >&2; exit 2 ;;
 esac
 
 if [ "$(uname)" = Darwin ]; then

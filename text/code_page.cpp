@@ -167,6 +167,7 @@ std::string chCodePage::W2MBCS(const std::wstring& strText) const {
     return vdx::writeString<char>(2 * strText.size(), [&](char* const pBegin) {
         char* pOut = pBegin;
         for (const wchar_t cWide : strText) {
+            // NOLINTNEXTLINE(bugprone-signed-char-misuse): no char.
             const auto c = static_cast<std::uint32_t>(cWide);
             if (c < 0x80 || isNoCharacter(c)) {
                 *pOut++ = c < 0x80 ? static_cast<char>(c) : '?';

@@ -43,8 +43,6 @@ answer=$("$program")
 
 # Every installed header compiles alone, with warnings on.
 if [ "$kind" = find_package ]; then
-  for header in "$work"/prefix/include/vdx/*.h; do
-    "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I"$work/prefix/include" \
-      -include "vdx/$(basename "$header")" -x c++ /dev/null
-  done
+  find "$work/prefix/include/vdx" -name '*.h' -printf 'vdx/%f\n' | xargs -P 2 -I{} \
+    "$compiler" -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Werror -I"$work/prefix/include" -include {} -x c++ /dev/null
 fi
