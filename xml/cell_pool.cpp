@@ -8,6 +8,12 @@
 namespace vdx {
 
 constinit thread_local CellCaches CellCaches::t_caches{};
+constinit thread_local CellCaches* CellCaches::t_pLocal = nullptr;
+
+CellCaches& CellCaches::attach() {
+    t_pLocal = &t_caches;
+    return t_caches;
+}
 
 // Gives the cells back when a thread ends. Thread-local objects that are destroyed
 // later may still use the caches: from then on they keep nothing.
@@ -27,7 +33,7 @@ void* CellCaches::takeSlow(CellKind kind) {
     CellCache& cache = m_kinds[index(kind)];
     if (cache.pSpare) {
         cache.pHead = std::exchange(cache.pSpare, nullptr);
-        cache.nHead = LIMIT;
+        cache.nHead = cellsPerList(index(kind));
         return take(kind);
     }
     if (!m_bEnding) ThreadEnd::arm();
@@ -45,9 +51,9 @@ void CellCaches::putSlow(CellKind kind, void* pMemory) noexcept {
     }
     if (cache.nLimit == 0) {
         ThreadEnd::arm();
-        cache.nLimit = LIMIT;
+        cache.nLimit = cellsPerList(index(kind));
     }
-    if (cache.nHead >= LIMIT) {
+    if (cache.nHead >= cache.nLimit) {
         if (cache.pSpare) CellSlabs::shared().giveBack(cache.pSpare);
         cache.pSpare = std::exchange(cache.pHead, nullptr);
         cache.nHead = 0;

@@ -2,6 +2,7 @@
 #include "xml/cell_slabs.h"
 
 #include <sys/mman.h>
+#include <algorithm>
 #include <cstdint>
 
 #include "base/fork_hooks.h"
@@ -42,6 +43,7 @@ struct CellSlabs::Slab {
     std::uint32_t nOut;
 
     std::size_t cellSize() const { return CELL_SIZES[static_cast<std::size_t>(kind)]; }
+    std::size_t listSize() const { return cellsPerList(static_cast<std::size_t>(kind)); }
     bool hasFresh() const { return nFresh + cellSize() <= SLAB_BYTES; }
     bool hasRoom() const { return pFree || hasFresh(); }
 
@@ -50,7 +52,7 @@ struct CellSlabs::Slab {
         return reinterpret_cast<Slab*>(static_cast<char*>(pCell) - nInside);
     }
     void lendFree(CellCache& cache) {
-        while (pFree && cache.nHead < CellCaches::LIMIT) {
+        while (pFree && cache.nHead < listSize()) {
             FreeCell* pCell = pFree;
             pFree = pCell->pNext;
             pCell->pNext = cache.pHead;
@@ -61,7 +63,7 @@ struct CellSlabs::Slab {
     }
     void lendFresh(CellCache& cache) {
         const std::size_t nLeft = (SLAB_BYTES - nFresh) / cellSize();
-        const std::size_t nLent = nLeft < CellCaches::LIMIT ? nLeft : CellCaches::LIMIT;
+        const std::size_t nLent = std::min(nLeft, listSize());
         cache.pFresh = reinterpret_cast<char*>(this) + nFresh;
         cache.pFreshEnd = cache.pFresh + nLent * cellSize();
         nFresh += static_cast<std::uint32_t>(nLent * cellSize());

@@ -20,7 +20,7 @@ class CellSlabs {
 public:
     static CellSlabs& shared();
 
-    // Fills an empty cache with up to CellCaches::LIMIT cells. Throws std::bad_alloc.
+    // Fills an empty cache with up to cellsPerList cells. Throws std::bad_alloc.
     void refill(CellKind kind, CellCache& cache);
 
     // Takes back every cell of a list.

@@ -2,6 +2,7 @@
 #include <vdx/xml_element.h>
 
 #include "base/no_destructor.h"
+#include "xml/attribute_pool.h"
 #include "xml/names.h"
 #include "xml/parser.h"
 #include "xml/records.h"
@@ -77,7 +78,7 @@ bool chXmlAttributeObject::SetAttributeValue(const std::string& szName, const st
     if (!pList) return false;
     attribute** ppEntry = findLink(*pList, szName);
     if (!*ppEntry) {
-        *ppEntry = xmlRecords::makeAttribute(vdx::CellCaches::local(), szName, szValue);
+        *ppEntry = vdx::AttributePool::local().make(szName, szValue);
         return true;
     }
     std::string& szStored = (*ppEntry)->pair.second;
@@ -95,7 +96,7 @@ void chXmlAttributeObject::FastRemoveAttributeValue(std::string* pValue) {
     if (!*ppEntry) return;
     attribute* pGone = *ppEntry;
     *ppEntry = pGone->pNext;
-    xmlRecords::freeAttribute(vdx::CellCaches::local(), pGone);
+    vdx::AttributePool::local().free(pGone);
 }
 
 // A node without room for attributes cannot take a start tag: it fails at its first byte.
@@ -125,7 +126,7 @@ chXmlElement chXmlElement::FindNextAttribute(const std::string& szName, const st
 std::string chXmlElement::GetOption(const std::string& szName, const std::string& szDefault) const {
     const chXmlElement option = FindChildElement(szName);
     const node* pText = option.m_pNode ? optionText(option.m_pNode) : nullptr;
-    return pText ? pText->content().text() : szDefault;
+    return pText ? std::string(pText->content().text()) : szDefault;
 }
 
 bool chXmlElement::SetOption(const std::string& szName, const std::string& szValue) {

@@ -29,8 +29,10 @@ inline constexpr std::array<Entity, 64> ENTITY_OF_BYTE = [] {
     return table;
 }();
 
-// Replaces szResult by the decoded text, and returns it.
-std::string_view decodeEntities(std::string_view szPhrase, std::string& szResult);
+// Writes the decoded text to where there is room for the phrase and DECODE_SLACK more
+// bytes, and gives its end. Nothing that it writes behind that end counts.
+constexpr std::size_t DECODE_SLACK = 16;
+char* decodeEntities(std::string_view szPhrase, char* pTo);
 
 // Copying while escaping. Goes on until the source ends or fewer than
 // ESCAPE_ROOM bytes are left in the target, and moves both pointers. Memory behind

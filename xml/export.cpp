@@ -31,12 +31,11 @@ public:
         if (room() == 0) flush();
         *m_pEnd++ = c;
     }
-    void addEscaped(const std::string& szText) {
-        const char* p = szText.data();
-        const char* pEnd = p + szText.size();
-        const char* pReadableEnd = p + szText.capacity() + 1;
+    void addEscaped(const vdx::TextSource& text) {
+        const char* p = text.szText.data();
+        const char* pEnd = p + text.szText.size();
         for (;;) {
-            vdx::copyEscaped(p, pEnd, pReadableEnd, m_pEnd, limit());
+            vdx::copyEscaped(p, pEnd, text.pReadableEnd, m_pEnd, limit());
             if (p == pEnd) return;
             flush();
         }
@@ -171,7 +170,7 @@ void Exporter::addChildren(const node* pParent) {
 
 // Writes a node, or its start. True if its children are to follow.
 bool Exporter::open(const node* pNode, int nLevel, xmlType nType) {
-    const std::string& szText = pNode->content().text();
+    const std::string_view szText = pNode->content().text();
     if (nType == xmlElement) return openElement(pNode, nLevel);
     if (nType == xmlDocument) return pNode->pFirstChild != nullptr;
     indent(nLevel);
@@ -184,7 +183,7 @@ bool Exporter::open(const node* pNode, int nLevel, xmlType nType) {
         addAttributes(pNode);
         m_text.add("?>");
     } else {
-        m_text.addEscaped(szText);
+        m_text.addEscaped(xmlRecords::textOf(pNode));
     }
     endLine();
     return false;
@@ -202,7 +201,7 @@ bool Exporter::openElement(const node* pNode, int nLevel) {
     }
     m_text.add('>');
     if (!pFirst->pNext && pFirst->content().type() == xmlText) {
-        m_text.addEscaped(pFirst->content().text());
+        m_text.addEscaped(xmlRecords::textOf(pFirst));
         endTag(pNode);
         return false;
     }

@@ -28,7 +28,7 @@ inline std::uint64_t loadTail(const char* p, std::size_t nSize) {
 }
 
 // The same for names that sameName calls the same; mostly different for others.
-inline std::uint32_t hashName(std::string_view szName) {
+inline std::uint16_t hashName(std::string_view szName) {
     constexpr std::uint64_t FACTOR = 0x9E3779B97F4A7C15U;
     std::uint64_t nHash = szName.size() * FACTOR;
     if (szName.empty()) return 0;
@@ -37,7 +37,7 @@ inline std::uint32_t hashName(std::string_view szName) {
         nHash ^= nHash >> 32;
     }
     nHash = (nHash ^ (loadTail(szName.data(), szName.size()) | CASE_BITS)) * FACTOR;
-    return static_cast<std::uint32_t>(nHash >> 32);
+    return static_cast<std::uint16_t>(nHash >> 48);
 }
 
 inline unsigned char foldCase(char c) {

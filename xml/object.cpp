@@ -20,7 +20,7 @@ node* nextElement(node* pNode) {
 
 // The first element of that name among a node and its next siblings.
 node* findElement(node* pNode, std::string_view szName) {
-    const std::uint32_t nHash = vdx::hashName(szName);
+    const std::uint16_t nHash = vdx::hashName(szName);
     for (; pNode; pNode = pNode->pNext) {
         const dataXmlBase& content = pNode->content();
         if (xmlRecords::nameHash(pNode) == nHash && content.type() == xmlElement &&

@@ -1,6 +1,8 @@
 // Reading XML: content items, elements and their ends.
 #include "xml/parser.h"
 
+#include <algorithm>
+
 #include "xml/entities.h"
 #include "xml/scan.h"
 
@@ -13,8 +15,19 @@ constexpr std::string_view CDATA_OPEN = "<![CDATA[";
 
 }  // namespace
 
+TextSource DecodeBuffer::decode(std::string_view szPhrase) {
+    const std::size_t nNeeded = szPhrase.size() + DECODE_SLACK;
+    if (m_nSize < nNeeded) {
+        const std::size_t nSize = std::max<std::size_t>(2 * nNeeded, 256);
+        m_pBytes = std::make_unique_for_overwrite<char[]>(nSize);
+        m_nSize = nSize;
+    }
+    const char* pEnd = decodeEntities(szPhrase, m_pBytes.get());
+    return {between(m_pBytes.get(), pEnd), m_pBytes.get() + m_nSize};
+}
+
 XmlParser::XmlParser(std::string_view szText)
-    : m_pBegin(szText.data()), m_pCursor(szText.data()), m_pEnd(szText.data() + szText.size()) {}
+    : m_pCursor(szText.data()), m_pEnd(szText.data() + szText.size()) {}
 
 XmlParser::~XmlParser() {
     if (m_nMade) xmlRecords::reportMade(m_nMade);
@@ -32,8 +45,7 @@ bool XmlParser::readElement(node* pElement) {
 }
 
 bool XmlParser::readItems() {
-    while (const char* pOpen = findByte(m_pCursor, m_pEnd, '<')) {
-        addText(m_pCursor, pOpen);
+    while (const char* pOpen = readText()) {
         const bool bEndTag = m_pEnd - pOpen > 1 && pOpen[1] == '/';
         if (bEndTag && m_nDepth == 0) {
             m_pCursor = pOpen;
@@ -47,26 +59,32 @@ bool XmlParser::readItems() {
     return true;
 }
 
-bool XmlParser::readMarkup(const char* pOpen) {
-    const std::string_view szMark = between(pOpen, m_pEnd);
-    if (szMark.size() > 1 && szMark[1] == '!') {
-        if (szMark.starts_with(COMMENT_OPEN))
-            return readEnclosed(pOpen + COMMENT_OPEN.size(), '-', xmlComment);
-        if (szMark.starts_with(CDATA_OPEN)) return readEnclosed(pOpen + CDATA_OPEN.size(), ']', xmlCData);
-    }
-    if (szMark.size() > 1 && szMark[1] == '?') return readDeclarationNode(pOpen);
-    return readStartTag(pOpen + 1, nullptr);
+// Adds the text before the next markup, and gives the "<" of that; null if there is none.
+// The end of a text run only is trimmed: its start follows the previous item as it stands.
+const char* XmlParser::readText() {
+    const char* p = skipWhite(m_pCursor, m_pEnd);
+    if (p != m_pEnd && *p == '<') return p;
+    bool bBefore = false;
+    const char* pOpen = findEither(p, m_pEnd, '<', '&', bBefore);
+    const bool bCoded = pOpen != m_pEnd && *pOpen == '&';
+    if (bCoded) pOpen = findByte(pOpen, m_pEnd, '<');
+    if (!pOpen || pOpen == m_pEnd) return nullptr;
+    const TextSource text = inText(m_pCursor, skipWhiteBack(p, pOpen));
+    addNode(xmlText, false, bCoded ? m_value.decode(text.szText) : text);
+    return pOpen;
 }
 
-// The end of a text run only is trimmed: its start follows the previous item as it stands.
-void XmlParser::addText(const char* pBegin, const char* pEnd) {
-    pEnd = skipWhiteBack(pBegin, pEnd);
-    if (pBegin == pEnd) return;
-    std::string_view szText = between(pBegin, pEnd);
-    if (findByte(pBegin, pEnd, '&')) {
-        szText = decodeEntities(szText, m_szValue);
-    }
-    addNode(xmlText, false, szText);
+bool XmlParser::readMarkup(const char* pOpen) {
+    const char c = m_pEnd - pOpen > 1 ? pOpen[1] : '<';
+    return c == '!' || c == '?' ? readMarked(pOpen) : readStartTag(pOpen + 1, nullptr);
+}
+
+// What begins with "<!" or "<?".
+bool XmlParser::readMarked(const char* pOpen) {
+    const std::string_view szMark = between(pOpen, m_pEnd);
+    if (szMark.starts_with(COMMENT_OPEN)) return readEnclosed(pOpen + COMMENT_OPEN.size(), '-', xmlComment);
+    if (szMark.starts_with(CDATA_OPEN)) return readEnclosed(pOpen + CDATA_OPEN.size(), ']', xmlCData);
+    return szMark[1] == '?' ? readDeclarationNode(pOpen) : readStartTag(pOpen + 1, nullptr);
 }
 
 // The body of a comment or CDATA section, which ends in cc>.
@@ -74,41 +92,49 @@ bool XmlParser::readEnclosed(const char* pBody, char cBeforeEnd, xmlType nType) 
     const char* pClose = findDoubleClose(pBody, m_pEnd, cBeforeEnd);
     if (!pClose) return fail(pBody);
     const char* pBodyEnd = skipWhiteBack(pBody, pClose - 2);
-    addNode(nType, false, between(skipWhite(pBody, pBodyEnd), pBodyEnd));
+    addNode(nType, false, inText(skipWhite(pBody, pBodyEnd), pBodyEnd));
     m_pCursor = pClose + 1;
     return true;
 }
 
 // From behind "<" to behind ">", into the given element or, if null, into a new child.
 bool XmlParser::readStartTag(const char* p, node* pElement) {
-    const char* pClose = findByte(p, m_pEnd, '>');
-    if (!pClose) return fail(p);
-    const bool bEmpty = pClose != p && pClose[-1] == '/';
-    const char* pBodyEnd = bEmpty ? pClose - 1 : pClose;
+    TagBody body{p, m_pEnd, true};
+    // A tag that does not end is what is wrong, whatever else is.
+    if (!readTag(body, pElement)) return findByte(p, m_pEnd, '>') ? false : fail(p);
+    if (*body.p == '/') {
+        leaveElement(body.p + 2);
+    } else {
+        m_pCursor = body.p + 1;
+        m_pParent = pElement;
+        ++m_nDepth;
+    }
+    return true;
+}
+
+bool XmlParser::readTag(TagBody& body, node*& pElement) {
     std::string_view szName;
-    if (!readName(p, pBodyEnd, szName)) return false;
+    if (!readName(body, szName)) return false;
     if (pElement) {
         xmlRecords::setText(pElement, szName);
     } else {
-        pElement = addNode(xmlElement, true, szName);
+        pElement = addNode(xmlElement, true, {szName, m_pEnd});
     }
-    if (p != pBodyEnd && !readAttributes(p, pBodyEnd, pElement)) return false;
-    if (bEmpty) {
-        leaveElement(pClose + 1);
-        return true;
-    }
-    m_pCursor = pClose + 1;
-    m_pParent = pElement;
-    ++m_nDepth;
-    return true;
+    return readAttributes(body, pElement);
 }
 
 bool XmlParser::readEndTag(const char* pOpen) {
     const char* pName = pOpen + 2;
-    const char* pClose = findByte(pName, m_pEnd, '>');
-    if (!pClose) return fail(pOpen);
-    const char* pNameEnd = skipWhiteBack(pName, pClose);
-    if (between(skipWhite(pName, pNameEnd), pNameEnd) != m_pParent->content().text()) return fail(pOpen);
+    const std::string_view szName = m_pParent->content().text();
+    const char* pClose = pName + szName.size();
+    // Written without white space it is compared without a search for its end.
+    if (m_pEnd - pName <= static_cast<std::ptrdiff_t>(szName.size()) || *pClose != '>' ||
+        between(pName, pClose) != szName) {
+        pClose = findByte(pName, m_pEnd, '>');
+        if (!pClose) return fail(pOpen);
+        const char* pNameEnd = skipWhiteBack(pName, pClose);
+        if (between(skipWhite(pName, pNameEnd), pNameEnd) != szName) return fail(pOpen);
+    }
     m_pParent = m_pParent->pParent;
     --m_nDepth;
     leaveElement(pClose + 1);
@@ -124,8 +150,8 @@ void XmlParser::leaveElement(const char* pBehind) {
     m_bEndTrimmed = true;
 }
 
-XmlParser::node* XmlParser::addNode(xmlType nType, bool bElementForm, std::string_view szText) {
-    node* pNode = xmlRecords::makeUncounted(m_caches, nType, bElementForm, sourceOf(szText));
+XmlParser::node* XmlParser::addNode(xmlType nType, bool bElementForm, const TextSource& text) {
+    node* pNode = xmlRecords::makeUncounted(m_caches, nType, bElementForm, text);
     ++m_nMade;
     xmlRecords::linkLast(m_pParent, pNode);
     return pNode;

@@ -1,16 +1,28 @@
 // The one scanner behind every way of reading XML.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <set>
-#include <string>
 #include <string_view>
 
+#include "xml/attribute_pool.h"
 #include "xml/names.h"
 #include "xml/records.h"
+#include "xml/scan.h"
 
 namespace vdx {
+
+// Memory for decoded texts, used again and again.
+class DecodeBuffer {
+public:
+    TextSource decode(std::string_view szPhrase);
+
+private:
+    std::unique_ptr<char[]> m_pBytes;
+    std::size_t m_nSize = 0;
+};
 
 // Reads markup in one pass with a cursor and makes records directly. Parent links
 // are the stack of open elements, so depth costs nothing but the records.
@@ -35,13 +47,27 @@ public:
     // From before or behind "<?" to behind "?>".
     bool readDeclaration(xmlRecords::node* pNode);
 
-    std::string_view rest() const { return {m_pCursor, static_cast<std::size_t>(m_pEnd - m_pCursor)}; }
+    std::string_view rest() const { return between(m_pCursor, m_pEnd); }
     const char* stopped() const { return m_pStopped; }
 
 private:
     using node = xmlRecords::node;
     using attribute = xmlRecords::attribute;
 
+    // The inside of a tag, from the cursor p on. That of a start tag ends at the first
+    // ">" or "/>", which need not be searched for beforehand: nothing in a tag may
+    // hold it. Other ones end at pEnd.
+    struct TagBody {
+        const char* p;
+        const char* pEnd;
+        bool bStartTag;
+
+        bool isAtEnd() const {
+            if (!bStartTag || p == pEnd) return !bStartTag && p == pEnd;
+            return *p == '>' || (*p == '/' && pEnd - p > 1 && p[1] == '>');
+        }
+        void skip() { p = skipWhite(p, pEnd); }
+    };
     // Where the next attribute goes, and how to tell that its name is new.
     struct TagState {
         attribute** ppLast;
@@ -63,29 +89,27 @@ private:
         return false;
     }
     bool readItems();
+    const char* readText();
     bool readMarkup(const char* pOpen);
+    bool readMarked(const char* pOpen);
     bool readEnclosed(const char* pBody, char cBeforeEnd, xmlType nType);
     bool readDeclarationNode(const char* pOpen);
     bool readStartTag(const char* p, node* pElement);
     bool readEndTag(const char* pOpen);
-    void addText(const char* pBegin, const char* pEnd);
     void leaveElement(const char* pBehind);
 
-    bool readName(const char*& p, const char* pEnd, std::string_view& szName);
-    bool readAttributes(const char* p, const char* pEnd, node* pNode);
-    bool readAttribute(const char*& p, const char* pEnd, xmlAttributeList& list, TagState& state);
-    void store(std::string_view szName, std::string_view szValue, xmlAttributeList& list, TagState& state);
-    attribute* findSame(std::string_view szName, std::uint64_t nBit, xmlAttributeList& list, TagState& state);
+    bool readTag(TagBody& body, node*& pElement);
+    bool readName(TagBody& body, std::string_view& szName);
+    bool readAttributes(TagBody& body, node* pNode);
+    bool readAttribute(TagBody& body, xmlAttributeList& list, TagState& state);
+    void store(const TextSource& name, const TextSource& value, xmlAttributeList& list, TagState& state);
+    void index(attribute* pEntry, xmlAttributeList& list, TagState& state);
+    attribute* findSame(std::string_view szName, xmlAttributeList& list, TagState& state);
     TagState stateOf(xmlAttributeList& list);
 
-    node* addNode(xmlType nType, bool bElementForm, std::string_view szText);
-    // Decoded texts are elsewhere; all others lie in the text being read.
-    TextSource sourceOf(std::string_view szPart) const {
-        const bool bInText = szPart.data() >= m_pBegin && szPart.data() <= m_pEnd;
-        return bInText ? TextSource(szPart, m_pEnd) : TextSource(szPart);
-    }
+    node* addNode(xmlType nType, bool bElementForm, const TextSource& text);
+    TextSource inText(const char* pBegin, const char* pEnd) const { return {between(pBegin, pEnd), m_pEnd}; }
 
-    const char* m_pBegin;
     const char* m_pCursor;
     const char* m_pEnd;
     const char* m_pStopped = nullptr;
@@ -94,9 +118,10 @@ private:
     bool m_bOneElement = false;  // Return when the outermost element closes.
     bool m_bEndTrimmed = false;
     CellCaches& m_caches = CellCaches::local();
+    AttributePool& m_attributes = AttributePool::local();
     std::uint32_t m_nMade = 0;
-    std::string m_szName;  // Decoded texts; kept for their memory.
-    std::string m_szValue;
+    DecodeBuffer m_name;
+    DecodeBuffer m_value;
     std::unique_ptr<NameIndex> m_pIndex;  // Of the tag being read, once it has many attributes.
 };
 

@@ -32,10 +32,8 @@ const char* findDeclarationClose(const char* p, const char* pEnd) {
 }  // namespace
 
 bool XmlParser::readTagBody(node* pNode) {
-    std::string_view szName;
-    if (!readName(m_pCursor, m_pEnd, szName)) return false;
-    xmlRecords::setText(pNode, szName);
-    if (!readAttributes(m_pCursor, m_pEnd, pNode)) return false;
+    TagBody body{m_pCursor, m_pEnd, false};
+    if (!readTag(body, pNode)) return false;
     m_pCursor = m_pEnd;
     return true;
 }
@@ -44,88 +42,98 @@ bool XmlParser::readDeclaration(node* pNode) {
     if (rest().starts_with("<?")) m_pCursor += 2;
     const char* pClose = findDeclarationClose(m_pCursor, m_pEnd);
     if (!pClose) return fail(m_pCursor);
-    std::string_view szName;
-    if (!readName(m_pCursor, pClose - 1, szName)) return false;
-    xmlRecords::setText(pNode, szName);
-    if (!readAttributes(m_pCursor, pClose - 1, pNode)) return false;
+    TagBody body{m_pCursor, pClose - 1, false};
+    if (!readTag(body, pNode)) return false;
     m_pCursor = pClose + 1;
     return true;
 }
 
 bool XmlParser::readDeclarationNode(const char* pOpen) {
     m_pCursor = pOpen;
-    return readDeclaration(addNode(xmlDeclaration, true, {}));
+    return readDeclaration(addNode(xmlDeclaration, true, std::string_view()));
 }
 
 // The first word. Fails if there is none or it holds a separator.
-bool XmlParser::readName(const char*& p, const char* pEnd, std::string_view& szName) {
-    const char* pBegin = skipWhite(p, pEnd);
-    p = pBegin;
-    while (p != pEnd && !(classOf(*p) & CLASS_SEPARATOR))
-        ++p;
-    if (p == pBegin || (p != pEnd && !isWhite(*p))) return fail(pBegin);
-    szName = between(pBegin, p);
+bool XmlParser::readName(TagBody& body, std::string_view& szName) {
+    body.skip();
+    const char* pBegin = body.p;
+    bool bAmpersand = false;
+    body.p = findNameEnd(pBegin, body.pEnd, bAmpersand);
+    // The slash of "/>" is no part of it.
+    if (body.bStartTag && body.p != pBegin && body.p != body.pEnd && *body.p == '>' && body.p[-1] == '/')
+        --body.p;
+    const bool bEnded = body.isAtEnd() || (body.p != body.pEnd && isWhite(*body.p));
+    if (body.p == pBegin || !bEnded) return fail(pBegin);
+    szName = between(pBegin, body.p);
     return true;
 }
 
-bool XmlParser::readAttributes(const char* p, const char* pEnd, node* pNode) {
-    p = skipWhite(p, pEnd);
-    if (p == pEnd) return true;
+bool XmlParser::readAttributes(TagBody& body, node* pNode) {
+    body.skip();
+    if (body.isAtEnd()) return true;
     xmlAttributeList& list = *xmlRecords::elementOf(pNode);
     TagState state = stateOf(list);
-    while (p != pEnd) {
-        if (!readAttribute(p, pEnd, list, state)) return false;
-        p = skipWhite(p, pEnd);
+    while (!body.isAtEnd()) {
+        if (!readAttribute(body, list, state)) return false;
+        body.skip();
     }
     return true;
 }
 
 // name = "value" or name = 'value'.
-bool XmlParser::readAttribute(const char*& p, const char* pEnd, xmlAttributeList& list, TagState& state) {
-    const char* pName = p;
+bool XmlParser::readAttribute(TagBody& body, xmlAttributeList& list, TagState& state) {
+    const char* pName = body.p;
+    const char* pEnd = body.pEnd;
     bool bNameCoded = false;
     bool bValueCoded = false;
-    p = findNameEnd(p, pEnd, bNameCoded);
-    std::string_view szName = between(pName, p);
-    p = skipWhite(p, pEnd);
-    if (szName.empty() || p == pEnd || *p != '=') return fail(pName);
+    const char* pNameEnd = findNameEnd(pName, pEnd, bNameCoded);
+    const char* p = skipWhite(pNameEnd, pEnd);
+    if (pNameEnd == pName || p == pEnd || *p != '=') return fail(pName);
     p = skipWhite(p + 1, pEnd);
     if (p == pEnd || (*p != '"' && *p != '\'')) return fail(pName);
-    const char* pValue = p + 1;
-    const char* pClose = findQuote(pValue, m_pEnd, *p, bValueCoded);
-    if (!pClose || pClose >= pEnd) return fail(pName);
-    std::string_view szValue = between(pValue, pClose);
-    if (bNameCoded) szName = decodeEntities(szName, m_szName);
-    if (bValueCoded) szValue = decodeEntities(szValue, m_szValue);
-    store(szName, szValue, list, state);
-    p = pClose + 1;
+    const char cQuote = *p++;
+    const char* pClose = findEither(p, pEnd, cQuote, body.bStartTag ? '>' : cQuote, bValueCoded);
+    if (pClose == pEnd || *pClose != cQuote) return fail(pName);
+    const TextSource name = inText(pName, pNameEnd);
+    const TextSource value = inText(p, pClose);
+    if (bNameCoded || bValueCoded) {
+        store(bNameCoded ? m_name.decode(name.szText) : name, bValueCoded ? m_value.decode(value.szText) : value,
+              list, state);
+    } else {
+        store(name, value, list, state);
+    }
+    body.p = pClose + 1;
     return true;
 }
 
 // A name that occurs again keeps its first spelling and place, and gets the last value.
-void XmlParser::store(std::string_view szName, std::string_view szValue, xmlAttributeList& list,
+void XmlParser::store(const TextSource& name, const TextSource& value, xmlAttributeList& list,
                       TagState& state) {
-    const std::uint64_t nBit = bitOf(szName);
-    if (attribute* pSame = findSame(szName, nBit, list, state)) {
-        pSame->pair.second = szValue;
+    const std::uint64_t nBit = bitOf(name.szText);
+    attribute* pSame = state.nSeen & nBit ? findSame(name.szText, list, state) : nullptr;
+    if (pSame) {
+        pSame->pair.second = value.szText;
         return;
     }
-    attribute* pEntry = xmlRecords::makeAttribute(m_caches, sourceOf(szName), sourceOf(szValue));
+    attribute* pEntry = m_attributes.make(name, value);
     *state.ppLast = pEntry;
     state.ppLast = &pEntry->pNext;
     state.nSeen |= nBit;
-    if (++state.nCount == INDEX_FROM) {
-        m_pIndex = std::make_unique<NameIndex>();
-        for (attribute* p = xmlRecords::firstAttribute(list); p; p = p->pNext)
-            m_pIndex->insert(p);
-    } else if (state.nCount > INDEX_FROM) {
-        m_pIndex->insert(pEntry);
-    }
+    if (++state.nCount >= INDEX_FROM) index(pEntry, list, state);
 }
 
-XmlParser::attribute* XmlParser::findSame(std::string_view szName, std::uint64_t nBit, xmlAttributeList& list,
-                                          TagState& state) {
-    if (!(state.nSeen & nBit)) return nullptr;
+// Notes an attribute's name, or, with the first for which that pays, those of all.
+void XmlParser::index(attribute* pEntry, xmlAttributeList& list, TagState& state) {
+    if (state.nCount > INDEX_FROM) {
+        m_pIndex->insert(pEntry);
+        return;
+    }
+    m_pIndex = std::make_unique<NameIndex>();
+    for (attribute* p = xmlRecords::firstAttribute(list); p; p = p->pNext)
+        m_pIndex->insert(p);
+}
+
+XmlParser::attribute* XmlParser::findSame(std::string_view szName, xmlAttributeList& list, TagState& state) {
     if (state.nCount >= INDEX_FROM) {
         const auto found = m_pIndex->find(szName);
         return found == m_pIndex->end() ? nullptr : *found;
@@ -139,13 +147,16 @@ XmlParser::attribute* XmlParser::findSame(std::string_view szName, std::uint64_t
 // The state of a list that may hold attributes already.
 XmlParser::TagState XmlParser::stateOf(xmlAttributeList& list) {
     TagState state{&xmlRecords::firstAttribute(list)};
-    for (; *state.ppLast; state.ppLast = &(*state.ppLast)->pNext) {
-        state.nSeen |= bitOf((*state.ppLast)->pair.first);
-        if (++state.nCount == INDEX_FROM) m_pIndex = std::make_unique<NameIndex>();
+    while (attribute* pEntry = *state.ppLast) {
+        state.ppLast = &pEntry->pNext;
+        state.nSeen |= bitOf(pEntry->pair.first);
+        ++state.nCount;
     }
-    if (state.nCount < INDEX_FROM) return state;
-    for (attribute* p = xmlRecords::firstAttribute(list); p; p = p->pNext)
-        m_pIndex->insert(p);
+    if (state.nCount >= INDEX_FROM) {
+        m_pIndex = std::make_unique<NameIndex>();
+        for (attribute* p = xmlRecords::firstAttribute(list); p; p = p->pNext)
+            m_pIndex->insert(p);
+    }
     return state;
 }
 

@@ -1,12 +1,14 @@
 // Node records: their memory, their content, their links.
 #include "xml/records.h"
 
+#include <cstring>
 #include <new>
 #include <utility>
 
+#include "xml/attribute_pool.h"
 #include "xml/names.h"
-#include "xml/short_text.h"
 
+using vdx::AttributePool;
 using vdx::CellCaches;
 using vdx::CellKind;
 using vdx::TextSource;
@@ -51,7 +53,7 @@ public:
         const dataXmlElement* pElement = xmlRecords::elementOf(const_cast<node*>(pSource));
         const dataXmlBase& content = pSource->content();
         node* pCopy =
-            xmlRecords::makeUncounted(m_caches, content.type(), pElement != nullptr, content.text());
+            xmlRecords::makeUncounted(m_caches, content.type(), pElement != nullptr, xmlRecords::textOf(pSource));
         ++m_nMade;
         if (pParent) {
             xmlRecords::linkLast(pParent, pCopy);
@@ -68,12 +70,13 @@ private:
     void copyAttributes(const xmlAttributeList& from, xmlAttributeList& to) {
         auto** ppLast = &xmlRecords::firstAttribute(to);
         for (const auto& [szName, szValue] : from) {
-            *ppLast = xmlRecords::makeAttribute(m_caches, szName, szValue);
+            *ppLast = m_attributes.make(szName, szValue);
             ppLast = &(*ppLast)->pNext;
         }
     }
 
     CellCaches& m_caches = CellCaches::local();
+    AttributePool& m_attributes = AttributePool::local();
     node* m_pRoot = nullptr;
     std::uint32_t m_nMade = 0;
 };
@@ -82,16 +85,16 @@ private:
 
 // --- Content -------------------------------------------------------------------
 
-dataXmlBase::~dataXmlBase() = default;
+dataXmlBase::~dataXmlBase() {
+    if (m_nShortSize == LONG_TEXT) CellCaches::local().putText(m_longText.pBytes, m_longText.nSize);
+}
 
 dataXmlElement::~dataXmlElement() = default;
 
 xmlAttributeList::~xmlAttributeList() {
-    if (!m_pFirst) return;
-    CellCaches& caches = CellCaches::local();
     while (entry* pEntry = m_pFirst) {
         m_pFirst = pEntry->pNext;
-        xmlRecords::freeAttribute(caches, pEntry);
+        AttributePool::local().free(pEntry);
     }
 }
 
@@ -108,19 +111,6 @@ bool sameXmlKeyName(const std::string& szLeft, const std::string& szRight) {
 
 // --- Records -------------------------------------------------------------------
 
-dataXmlElement* xmlRecords::elementOf(node* pNode) {
-    dataXmlBase& content = pNode->content();
-    switch (content.type()) {
-        case xmlElement:
-        case xmlDeclaration:
-            return static_cast<dataXmlElement*>(&content);
-        case xmlDocument:
-            return dynamic_cast<dataXmlElement*>(&content);
-        default:
-            return nullptr;
-    }
-}
-
 node* xmlRecords::makeUncounted(CellCaches& caches, xmlType nType, bool bElementForm,
                                 const TextSource& text) {
     const CellKind kind = bElementForm ? CellKind::ElementNode : CellKind::PlainNode;
@@ -131,11 +121,28 @@ node* xmlRecords::makeUncounted(CellCaches& caches, xmlType nType, bool bElement
     } else {
         ::new (static_cast<void*>(pNode + 1)) dataXmlBase(nType);
     }
-    dataXmlBase& content = pNode->content();
-    vdx::emplaceText(content.m_szText, text);
-    if (nType == xmlElement) content.m_nNameHash = vdx::hashName(text.szText);
+    initText(caches, pNode->content(), text);
     guard.pCell = nullptr;
     return pNode;
+}
+
+void xmlRecords::initText(CellCaches& caches, dataXmlBase& content, const TextSource& text) {
+    const std::size_t nSize = text.szText.size();
+    if (nSize > sizeof content.m_shortText) {
+        char* pBytes = caches.takeText(nSize);
+        std::memcpy(pBytes, text.szText.data(), nSize);
+        content.m_longText = {pBytes, nSize};
+        content.m_nShortSize = dataXmlBase::LONG_TEXT;
+    } else {
+        // A copy of a fixed size needs no call.
+        if (text.isReadable(sizeof content.m_shortText)) {
+            std::memcpy(content.m_shortText, text.szText.data(), sizeof content.m_shortText);
+        } else {
+            vdx::copyShort(content.m_shortText, text.szText.data(), nSize);
+        }
+        content.m_nShortSize = static_cast<std::uint8_t>(nSize);
+    }
+    if (content.m_nType == xmlElement) content.m_nNameHash = vdx::hashName(text.szText);
 }
 
 node* xmlRecords::make(xmlType nType, bool bElementForm, const TextSource& text) {
@@ -159,26 +166,6 @@ node* xmlRecords::makeByKind(xmlType nType, const TextSource& text) {
     }
 }
 
-xmlRecords::attribute* xmlRecords::makeAttribute(CellCaches& caches, const TextSource& name,
-                                                 const TextSource& value) {
-    CellGuard guard{caches, CellKind::Attribute, caches.take(CellKind::Attribute)};
-    auto* pEntry = ::new (guard.pCell) attribute{nullptr, {}};
-    vdx::emplaceText(pEntry->pair.first, name);
-    try {
-        vdx::emplaceText(pEntry->pair.second, value);
-    } catch (...) {
-        pEntry->~attribute();
-        throw;
-    }
-    guard.pCell = nullptr;
-    return pEntry;
-}
-
-void xmlRecords::freeAttribute(CellCaches& caches, attribute* pEntry) noexcept {
-    pEntry->~attribute();
-    caches.put(CellKind::Attribute, pEntry);
-}
-
 void xmlRecords::linkFirst(node* pParent, node* pChild) {
     pChild->pParent = pParent;
     pChild->pNext = pParent->pFirstChild;
@@ -193,41 +180,52 @@ void xmlRecords::unlink(node* pChild) {
     pChild->pParent = pChild->pNext = pChild->pPrevious = nullptr;
 }
 
-// Frees a node that nothing refers to. Its attributes go first, while the caches are at hand.
-void xmlRecords::freeNode(CellCaches& caches, node* pNode) noexcept {
+// Frees a node that nothing refers to. What its content holds is freed by hand, while
+// the pools are at hand; its destructors would do no more.
+void xmlRecords::freeNode(CellCaches& caches, AttributePool& attributes, node* pNode) noexcept {
+    dataXmlBase& content = pNode->content();
+    if (isLong(content)) caches.putText(content.m_longText.pBytes, content.m_longText.nSize);
     dataXmlElement* pElement = elementOf(pNode);
     if (!pElement) {
-        pNode->content().dataXmlBase::~dataXmlBase();
         caches.put(CellKind::PlainNode, pNode);
         return;
     }
-    while (attribute* pEntry = pElement->m_pFirst) {
-        pElement->m_pFirst = pEntry->pNext;
-        freeAttribute(caches, pEntry);
+    for (attribute *pEntry = pElement->m_pFirst, *pNext = nullptr; pEntry; pEntry = pNext) {
+        pNext = pEntry->pNext;
+        attributes.free(pEntry);
     }
-    pElement->dataXmlElement::~dataXmlElement();
     caches.put(CellKind::ElementNode, pNode);
 }
 
-// Nodes whose count is 0 wait in a list through their next links: nothing recurses.
-// A child's links are cleared before its count goes down: from then on it may
-// belong to another thread.
-void xmlRecords::destroy(node* pNode) {
+// Drops the count of a parent that goes. True if that was the last one; the links are
+// left then, because nobody can come to the child any more. Otherwise they are cleared
+// before the count goes down: from then on the child may belong to another thread.
+bool xmlRecords::leaveParent(node* pChild) {
+    if (pChild->nCount.load(std::memory_order_acquire) == 1) return true;
+    node* pParent = std::exchange(pChild->pParent, nullptr);
+    pChild->pNext = pChild->pPrevious = nullptr;
+    if (vdx::countDown(pChild->nCount) != 0) return false;
+    pChild->pParent = pParent;
+    return true;
+}
+
+// Walks down to the first child and frees upwards: in the order in which the nodes of
+// a text lie in memory. A node's first child is the next one to go.
+void xmlRecords::destroy(node* pTop) {
     CellCaches& caches = CellCaches::local();
+    AttributePool& attributes = AttributePool::local();
     std::uint32_t nFreed = 0;
-    pNode->pNext = nullptr;
-    for (node* pWaiting = pNode; pWaiting; ++nFreed) {
-        node* pGone = pWaiting;
-        pWaiting = pGone->pNext;
-        node* pPrevious = nullptr;
-        for (node* pChild = pGone->pLastChild; pChild; pChild = pPrevious) {
-            pPrevious = pChild->pPrevious;
-            pChild->pParent = pChild->pNext = pChild->pPrevious = nullptr;
-            if (vdx::countDown(pChild->nCount) != 0) continue;
-            pChild->pNext = pWaiting;
-            pWaiting = pChild;
+    for (node* pNode = pTop; pNode;) {
+        if (node* pChild = pNode->pFirstChild) {
+            pNode->pFirstChild = pChild->pNext;
+            __builtin_prefetch(pChild->pNext);
+            if (leaveParent(pChild)) pNode = pChild;
+            continue;
         }
-        freeNode(caches, pGone);
+        node* pParent = pNode->pParent;
+        freeNode(caches, attributes, pNode);
+        ++nFreed;
+        pNode = pParent;
     }
     reportFreed(nFreed);
 }
@@ -261,9 +259,12 @@ int xmlRecords::levelOf(const node* pNode) {
 }
 
 void xmlRecords::setText(node* pNode, std::string_view szText) {
+    CellCaches& caches = CellCaches::local();
     dataXmlBase& content = pNode->content();
-    content.m_szText = szText;
-    if (content.m_nType == xmlElement) content.m_nNameHash = vdx::hashName(szText);
+    const bool bWasLong = isLong(content);
+    const dataXmlBase::longText former = bWasLong ? content.m_longText : dataXmlBase::longText{};
+    initText(caches, content, szText);
+    if (bWasLong) caches.putText(former.pBytes, former.nSize);
 }
 
 // --- Leak report ---------------------------------------------------------------

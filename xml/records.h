@@ -11,6 +11,10 @@
 #include "xml/ref_count.h"
 #include "xml/short_text.h"
 
+namespace vdx {
+class AttributePool;
+}
+
 // Friend of the content classes. Nodes are made with one count, which is the
 // caller's; every node counts in the leak report while it lives.
 //
@@ -20,7 +24,10 @@ struct xmlRecords {
     using attribute = xmlAttributeList::entry;
 
     // The element form of a node's content, or null.
-    static dataXmlElement* elementOf(node* pNode);
+    static dataXmlElement* elementOf(node* pNode) {
+        dataXmlBase& content = pNode->content();
+        return content.m_bElementForm ? static_cast<dataXmlElement*>(&content) : nullptr;
+    }
 
     // A new root without a report to the leak report: its maker reports many at
     // once. The base form is for kinds 1, 2, 5 and implicit documents.
@@ -28,10 +35,6 @@ struct xmlRecords {
                                const vdx::TextSource& text);
     static node* make(xmlType nType, bool bElementForm, const vdx::TextSource& text);
     static node* makeByKind(xmlType nType, const vdx::TextSource& text);  // Null for no kind.
-
-    static attribute* makeAttribute(vdx::CellCaches& caches, const vdx::TextSource& name,
-                                    const vdx::TextSource& value);
-    static void freeAttribute(vdx::CellCaches& caches, attribute* pEntry) noexcept;
 
     // Links a root as the last child; its count becomes the parent's.
     static void linkLast(node* pParent, node* pChild) {
@@ -49,7 +52,6 @@ struct xmlRecords {
         if (vdx::countDown(pNode->nCount) == 0) destroy(pNode);
     }
     static void destroy(node* pNode);
-    static void freeNode(vdx::CellCaches& caches, node* pNode) noexcept;
 
     // A copy of the node and all below it, as a root.
     static node* clone(const node* pSource);
@@ -57,13 +59,24 @@ struct xmlRecords {
     static int levelOf(const node* pNode);
 
     static void setText(node* pNode, std::string_view szText);
-    static std::uint32_t nameHash(const node* pNode) { return pNode->content().m_nNameHash; }
-    // For reading many texts in place.
-    static std::string& textOf(node* pNode) { return pNode->content().m_szText; }
+    // The node's text, with what may be read behind it.
+    static vdx::TextSource textOf(const node* pNode) {
+        const dataXmlBase& content = pNode->content();
+        const std::string_view szText = content.text();
+        if (isLong(content)) return szText;
+        return {szText, szText.data() + sizeof content.m_shortText};
+    }
+    static std::uint16_t nameHash(const node* pNode) { return pNode->content().m_nNameHash; }
+    static bool isLong(const dataXmlBase& content) { return content.m_nShortSize == dataXmlBase::LONG_TEXT; }
 
     static attribute*& firstAttribute(xmlAttributeList& list) { return list.m_pFirst; }
     static const attribute* firstAttribute(const xmlAttributeList& list) { return list.m_pFirst; }
 
     static void reportMade(std::uint32_t nNodes);
     static void reportFreed(std::uint32_t nNodes);
+
+private:
+    static void initText(vdx::CellCaches& caches, dataXmlBase& content, const vdx::TextSource& text);
+    static bool leaveParent(node* pChild);
+    static void freeNode(vdx::CellCaches& caches, vdx::AttributePool& attributes, node* pNode) noexcept;
 };

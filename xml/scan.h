@@ -6,12 +6,13 @@
 #include <cstring>
 #include <string_view>
 
+#include "xml/byte_block.h"
+
 namespace vdx {
 
 constexpr std::uint8_t CLASS_WHITE = 1;      // Space, tab, carriage return, line feed; nothing else.
 constexpr std::uint8_t CLASS_SEPARATOR = 2;  // What no name may hold: white space and "=<>
-constexpr std::uint8_t CLASS_ESCAPE = 4;     // What is written as an entity.
-constexpr std::uint8_t CLASS_AMPERSAND = 8;
+constexpr std::uint8_t CLASS_AMPERSAND = 4;
 
 constexpr std::array<std::uint8_t, 256> makeByteClasses() {
     std::array<std::uint8_t, 256> classes{};
@@ -19,8 +20,6 @@ constexpr std::array<std::uint8_t, 256> makeByteClasses() {
         classes[static_cast<unsigned char>(c)] |= CLASS_WHITE | CLASS_SEPARATOR;
     for (const char c : {'"', '=', '<', '>'})
         classes[static_cast<unsigned char>(c)] |= CLASS_SEPARATOR;
-    for (const char c : {'"', '&', '\'', '<', '>'})
-        classes[static_cast<unsigned char>(c)] |= CLASS_ESCAPE;
     classes['&'] |= CLASS_AMPERSAND;
     return classes;
 }
@@ -34,10 +33,37 @@ inline bool isWhite(char c) {
     return (classOf(c) & CLASS_WHITE) != 0;
 }
 
-inline const char* skipWhite(const char* p, const char* pEnd) {
+// The next such byte, or null.
+inline const char* findByte(const char* p, const char* pEnd, char c) {
+    return static_cast<const char*>(std::memchr(p, c, static_cast<std::size_t>(pEnd - p)));
+}
+
+inline std::string_view between(const char* pBegin, const char* pEnd) {
+    return {pBegin, static_cast<std::size_t>(pEnd - pBegin)};
+}
+
+// The scans below come in two forms. The portable one looks at one byte after the
+// other: for other processors, for the last bytes of a text, and for tests. Names,
+// values and indentation have lengths that no processor foresees, and a wrong guess costs
+// it more than looking at sixteen bytes at once.
+
+inline const char* skipWhitePortable(const char* p, const char* pEnd) {
     while (p != pEnd && isWhite(*p))
         ++p;
     return p;
+}
+
+// None or one white byte is the usual case within tags.
+inline const char* skipWhite(const char* p, const char* pEnd) {
+    if (p == pEnd || !isWhite(*p)) return p;
+    if (++p == pEnd || !isWhite(*p)) return p;
+#ifdef VDX_BYTE_BLOCKS
+    for (; pEnd - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
+        const unsigned int nOther = ByteBlock(p).white() ^ 0xFFFFU;
+        if (nOther) return p + firstBit(nOther);
+    }
+#endif
+    return skipWhitePortable(p, pEnd);
 }
 
 inline const char* skipWhiteBack(const char* pBegin, const char* p) {
@@ -46,30 +72,53 @@ inline const char* skipWhiteBack(const char* pBegin, const char* p) {
     return p;
 }
 
-// The next such byte, or null.
-inline const char* findByte(const char* p, const char* pEnd, char c) {
-    return static_cast<const char*>(std::memchr(p, c, static_cast<std::size_t>(pEnd - p)));
-}
-
-// The end of a name: the first separator, or pEnd. Says whether an ampersand is in it.
-inline const char* findNameEnd(const char* p, const char* pEnd, bool& bAmpersand) {
-    std::uint8_t nClasses = 0;
+// The end of a name: the first separator, or pEnd. Sets bAmpersand if one is before it.
+inline const char* findNameEndPortable(const char* p, const char* pEnd, bool& bAmpersand) {
     for (; p != pEnd; ++p) {
         const std::uint8_t nClass = classOf(*p);
         if (nClass & CLASS_SEPARATOR) break;
-        nClasses = static_cast<std::uint8_t>(nClasses | nClass);
+        bAmpersand = bAmpersand || (nClass & CLASS_AMPERSAND) != 0;
     }
-    bAmpersand = (nClasses & CLASS_AMPERSAND) != 0;
     return p;
 }
 
-// The closing quote of a value, or null. Says whether an ampersand is before it.
-const char* findQuote(const char* p, const char* pEnd, char cQuote, bool& bAmpersand);
-// The same without vector instructions: for other processors and for tests.
-const char* findQuotePortable(const char* p, const char* pEnd, char cQuote, bool& bAmpersand);
+inline const char* findNameEnd(const char* p, const char* pEnd, bool& bAmpersand) {
+#ifdef VDX_BYTE_BLOCKS
+    for (; pEnd - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
+        const ByteBlock block(p);
+        const unsigned int nEnds = block.separators();
+        const unsigned int nAmpersands = block.equal('&');
+        if (nEnds) {
+            bAmpersand = bAmpersand || (nAmpersands & bitsBefore(nEnds)) != 0;
+            return p + firstBit(nEnds);
+        }
+        bAmpersand = bAmpersand || nAmpersands != 0;
+    }
+#endif
+    return findNameEndPortable(p, pEnd, bAmpersand);
+}
 
-inline std::string_view between(const char* pBegin, const char* pEnd) {
-    return {pBegin, static_cast<std::size_t>(pEnd - pBegin)};
+// The first of either byte, or pEnd. Sets bAmpersand if one is before it.
+inline const char* findEitherPortable(const char* p, const char* pEnd, char c1, char c2, bool& bAmpersand) {
+    for (; p != pEnd && *p != c1 && *p != c2; ++p)
+        bAmpersand = bAmpersand || *p == '&';
+    return p;
+}
+
+inline const char* findEither(const char* p, const char* pEnd, char c1, char c2, bool& bAmpersand) {
+#ifdef VDX_BYTE_BLOCKS
+    for (; pEnd - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
+        const ByteBlock block(p);
+        const unsigned int nEnds = block.equalAny(c1, c2);
+        const unsigned int nAmpersands = block.equal('&');
+        if (nEnds) {
+            bAmpersand = bAmpersand || (nAmpersands & bitsBefore(nEnds)) != 0;
+            return p + firstBit(nEnds);
+        }
+        bAmpersand = bAmpersand || nAmpersands != 0;
+    }
+#endif
+    return findEitherPortable(p, pEnd, c1, c2, bAmpersand);
 }
 
 // The ">" of the next mark "cc>" that lies wholly at or after p, or null. The mark

@@ -42,28 +42,25 @@ struct TextSource {
 
     TextSource(std::string_view szSource) : TextSource(szSource, szSource.data() + szSource.size()) {}
     TextSource(std::string_view szSource, const char* pEnd) : szText(szSource), pReadableEnd(pEnd) {}
-    // Behind the text lies the rest of its capacity.
-    TextSource(const std::string& szSource) : TextSource(szSource, szSource.data() + szSource.capacity()) {}
+    // Behind the text lie the rest of its capacity and the end mark.
+    TextSource(const std::string& szSource) : TextSource(szSource, szSource.data() + szSource.capacity() + 1) {}
+
+    bool isReadable(std::size_t nBytes) const {
+        return pReadableEnd - szText.data() >= static_cast<std::ptrdiff_t>(nBytes);
+    }
 };
 
-// Gives an empty std::string a text. Where fifteen bytes may be read, a short one is
-// made of a fixed number of bytes and then cut, which spares the call for a copy
-// of unknown length.
-inline void emplaceText(std::string& szEmpty, const TextSource& source) {
-    const char* p = source.szText.data();
-    const std::size_t nSize = source.szText.size();
-    std::destroy_at(&szEmpty);
-    if (nSize <= SHORT_TEXT && source.pReadableEnd - p >= std::ptrdiff_t{SHORT_TEXT}) {
-        std::string* pText = ::new (static_cast<void*>(&szEmpty)) std::string(p, SHORT_TEXT);
-        pText->erase(nSize);
-    } else {
-        try {
-            ::new (static_cast<void*>(&szEmpty)) std::string(source.szText);
-        } catch (...) {
-            ::new (static_cast<void*>(&szEmpty)) std::string();
-            throw;
-        }
-    }
+// Whether emplaceShort takes it.
+inline bool isShort(const TextSource& source) {
+    return source.szText.size() <= SHORT_TEXT && source.isReadable(SHORT_TEXT);
+}
+
+// Gives a string that has no heap block a short text: it is made of a fixed number
+// of bytes and then cut, which spares the call for a copy of unknown length.
+inline void emplaceShort(std::string& szText, const TextSource& source) {
+    std::destroy_at(&szText);
+    std::string* pText = ::new (static_cast<void*>(&szText)) std::string(source.szText.data(), SHORT_TEXT);
+    pText->erase(source.szText.size());
 }
 
 }  // namespace vdx

@@ -105,20 +105,38 @@ public:
     dataXmlBase& operator=(const dataXmlBase&) = delete;
     virtual ~dataXmlBase();
 
-    xmlType type() const { return m_nType; }              // The kind.
-    const std::string& text() const { return m_szText; }  // The text.
+    xmlType type() const { return m_nType; }  // The kind.
+
+    // The text. Valid until it changes or the node is freed.
+    std::string_view text() const {
+        if (m_nShortSize == LONG_TEXT) return {m_longText.pBytes, m_longText.nSize};
+        return {m_shortText, m_nShortSize};
+    }
 
 private:
     friend struct xmlRecords;
+    friend class dataXmlElement;
+    static constexpr std::uint8_t LONG_TEXT = 0xFF;
+    struct longText {
+        char* pBytes;
+        std::size_t nSize;
+    };
+    dataXmlBase(xmlType nType, bool bElementForm) : m_nType(nType), m_bElementForm(bElementForm) {}
+
     xmlType m_nType;
-    std::uint32_t m_nNameHash = 0;  // Of the folded text of an element, else 0.
-    std::string m_szText;
+    std::uint16_t m_nNameHash = 0;  // Of the folded text of an element, else 0.
+    std::uint8_t m_nShortSize = 0;  // Of a text of up to 16 bytes, else LONG_TEXT.
+    bool m_bElementForm = false;    // Whether this is a dataXmlElement.
+    union {
+        char m_shortText[16];
+        longText m_longText;
+    };
 };
 
 // What nodes with attributes hold.
 class VDX_API dataXmlElement : public dataXmlBase, public xmlAttributeList {
 public:
-    explicit dataXmlElement(xmlType nType) : dataXmlBase(nType) {}  // Without attributes.
+    explicit dataXmlElement(xmlType nType) : dataXmlBase(nType, true) {}  // Without attributes.
     ~dataXmlElement() override;
 };
 
@@ -191,7 +209,7 @@ public:
 
     // A copy of the node's text: the tag name, or the content of a text, comment
     // or CDATA node. Empty for an empty handle.
-    std::string tagName() const { return m_pNode ? m_pNode->content().text() : std::string(); }
+    std::string tagName() const { return m_pNode ? std::string(m_pNode->content().text()) : std::string(); }
 
     // Whether it has a child of any kind.
     bool hasChildren() const { return m_pNode && m_pNode->pFirstChild; }

@@ -204,24 +204,33 @@ TEST_F(chXmlParser, KeepsWhereItStopped) {
     EXPECT_STREQ("</b>", vdx::lastUnreadableText());
 }
 
-// Both quotes and ampersands at every place, in texts of every short length.
-TEST_F(chXmlParser, VectorAndPortableQuoteSearchAgree) {
-    for (std::size_t nSize = 0; nSize < 50; ++nSize) {
-        for (std::size_t nQuote = 0; nQuote <= nSize; ++nQuote) {
+// Each scan's two forms, on every short length, with a byte that ends it and one that
+// does not at every place.
+TEST_F(chXmlParser, VectorAndPortableScansAgree) {
+    const auto compare = [](const std::string& szText) {
+        const char* p = szText.data();
+        const char* pEnd = p + szText.size();
+        bool bVector = false, bPortable = false;
+        ASSERT_EQ(vdx::findEitherPortable(p, pEnd, '"', '>', bPortable),
+                  vdx::findEither(p, pEnd, '"', '>', bVector));
+        ASSERT_EQ(bPortable, bVector);
+        bVector = bPortable = false;
+        ASSERT_EQ(vdx::findNameEndPortable(p, pEnd, bPortable), vdx::findNameEnd(p, pEnd, bVector));
+        ASSERT_EQ(bPortable, bVector);
+        ASSERT_EQ(vdx::skipWhitePortable(p, pEnd), vdx::skipWhite(p, pEnd));
+    };
+    for (std::size_t nSize = 0; nSize < 40; ++nSize) {
+        for (std::size_t nEnd = 0; nEnd <= nSize; ++nEnd) {
             for (std::size_t nAmpersand = 0; nAmpersand <= nSize; ++nAmpersand) {
-                std::string szText(nSize, 'x');
+                std::string szText(nSize, nEnd % 2 ? 'x' : '\n');
                 if (nAmpersand < nSize) szText[nAmpersand] = '&';
-                if (nQuote < nSize) szText[nQuote] = '"';
-                const char* p = szText.data();
-                bool bVector = false, bPortable = false;
-                const char* pVector = vdx::findQuote(p, p + nSize, '"', bVector);
-                ASSERT_EQ(vdx::findQuotePortable(p, p + nSize, '"', bPortable), pVector);
-                if (pVector) {
-                    ASSERT_EQ(bPortable, bVector);
-                }
+                if (nEnd < nSize) szText[nEnd] = "\">"[nAmpersand % 2];
+                compare(szText);
             }
         }
     }
+    for (int c = 0; c < 256; ++c)
+        compare(std::string(20, static_cast<char>(c)) + "x" + std::string(20, static_cast<char>(c)) + "=");
 }
 
 }  // namespace
