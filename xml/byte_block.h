@@ -22,7 +22,9 @@ public:
     void storeTo(char* p) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), m_bytes); }
 
     unsigned int equal(char c) const { return bits(same(m_bytes, c)); }
-    unsigned int equalAny(char c1, char c2) const { return bits(_mm_or_si128(same(m_bytes, c1), same(m_bytes, c2))); }
+    unsigned int equalAny(char c1, char c2) const {
+        return bits(_mm_or_si128(same(m_bytes, c1), same(m_bytes, c2)));
+    }
 
     // Tab and carriage return differ in one bit, and so do space and quote, < and >.
     unsigned int white() const { return bits(_mm_or_si128(lineWhite(), same(m_bytes, ' '))); }
@@ -36,7 +38,8 @@ private:
     static __m128i same(__m128i bytes, char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); }
     static unsigned int bits(__m128i found) { return static_cast<unsigned int>(_mm_movemask_epi8(found)); }
     __m128i lineWhite() const {
-        return _mm_or_si128(same(_mm_or_si128(m_bytes, _mm_set1_epi8('\t' ^ '\r')), '\r'), same(m_bytes, '\n'));
+        return _mm_or_si128(same(_mm_or_si128(m_bytes, _mm_set1_epi8('\t' ^ '\r')), '\r'),
+                            same(m_bytes, '\n'));
     }
 
     __m128i m_bytes;

@@ -21,7 +21,8 @@ struct EntitySlot {
     std::uint8_t nSize = 1;
 
     bool begins(std::string_view szText) const {
-        if (szText.size() < sizeof phrase) return nSize > 1 && szText.starts_with(std::string_view(phrase, nSize));
+        if (szText.size() < sizeof phrase)
+            return nSize > 1 && szText.starts_with(std::string_view(phrase, nSize));
         const auto nDifference = loadWord<std::uint64_t>(szText.data()) ^ loadWord<std::uint64_t>(phrase);
         return (nDifference & loadWord<std::uint64_t>(mask)) == 0;
     }

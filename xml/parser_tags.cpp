@@ -97,8 +97,8 @@ bool XmlParser::readAttribute(TagBody& body, xmlAttributeList& list, TagState& s
     const TextSource name = inText(pName, pNameEnd);
     const TextSource value = inText(p, pClose);
     if (bNameCoded || bValueCoded) {
-        store(bNameCoded ? m_name.decode(name.szText) : name, bValueCoded ? m_value.decode(value.szText) : value,
-              list, state);
+        store(bNameCoded ? m_name.decode(name.szText) : name,
+              bValueCoded ? m_value.decode(value.szText) : value, list, state);
     } else {
         store(name, value, list, state);
     }

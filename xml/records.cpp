@@ -52,8 +52,8 @@ public:
     node* add(node* pParent, const node* pSource) {
         const dataXmlElement* pElement = xmlRecords::elementOf(const_cast<node*>(pSource));
         const dataXmlBase& content = pSource->content();
-        node* pCopy =
-            xmlRecords::makeUncounted(m_caches, content.type(), pElement != nullptr, xmlRecords::textOf(pSource));
+        node* pCopy = xmlRecords::makeUncounted(m_caches, content.type(), pElement != nullptr,
+                                                xmlRecords::textOf(pSource));
         ++m_nMade;
         if (pParent) {
             xmlRecords::linkLast(pParent, pCopy);

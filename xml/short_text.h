@@ -43,7 +43,8 @@ struct TextSource {
     TextSource(std::string_view szSource) : TextSource(szSource, szSource.data() + szSource.size()) {}
     TextSource(std::string_view szSource, const char* pEnd) : szText(szSource), pReadableEnd(pEnd) {}
     // Behind the text lie the rest of its capacity and the end mark.
-    TextSource(const std::string& szSource) : TextSource(szSource, szSource.data() + szSource.capacity() + 1) {}
+    TextSource(const std::string& szSource)
+        : TextSource(szSource, szSource.data() + szSource.capacity() + 1) {}
 
     bool isReadable(std::size_t nBytes) const {
         return pReadableEnd - szText.data() >= static_cast<std::ptrdiff_t>(nBytes);
