@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <tuple>
+#include <utility>
 
 #include "xml/cell_pool.h"
 #include "xml/records.h"
@@ -65,9 +67,14 @@ public:
     // Throws std::bad_alloc.
     attribute* make(const TextSource& name, const TextSource& value) {
         if (!isShort(name) || !isShort(value)) return makeLong(name, value);
-        auto* pEntry = ::new (m_pCells->take(CellKind::Attribute)) attribute{nullptr, {}};
-        emplaceShort(pEntry->pair.first, name);
-        emplaceShort(pEntry->pair.second, value);
+        // Made of a fixed number of bytes and then cut: that needs no call for a copy of
+        // unknown length.
+        auto* pEntry = ::new (m_pCells->take(CellKind::Attribute))
+            attribute{nullptr,
+                      {std::piecewise_construct, std::forward_as_tuple(name.szText.data(), SHORT_TEXT),
+                       std::forward_as_tuple(value.szText.data(), SHORT_TEXT)}};
+        pEntry->pair.first.erase(name.szText.size());
+        pEntry->pair.second.erase(value.szText.size());
         return pEntry;
     }
 

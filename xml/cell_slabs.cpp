@@ -15,9 +15,9 @@ namespace {
 constexpr std::size_t SLAB_BYTES = 256U * 1024U;
 constexpr std::size_t HEADER_BYTES = 64;
 constexpr std::size_t PAGE_BYTES = 4096;
-// Empty slabs for the next document: 8 MiB as they are, and up to 128 MiB that the
+// Empty slabs for the next document: 16 MiB as they are, and up to 128 MiB that the
 // system may take back whenever it is short of memory. The rest it gets at once.
-constexpr std::size_t MAX_SPARE = 32;
+constexpr std::size_t MAX_SPARE = 64;
 constexpr std::size_t MAX_LENT_BACK = 512;
 
 // Memory at a multiple of its size: maps twice as much and unmaps what is beside it.

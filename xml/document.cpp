@@ -19,9 +19,10 @@ void keepStopped(std::string_view szRest) {
     t_szStopped[nSize] = 0;
 }
 
-// Reads all of a text below a node. What was read of a bad one stays there.
+// Reads all of a text below a node that was just made and is not reported yet. What was
+// read of a bad one stays there.
 bool readAll(std::string_view szText, xmlRecords::node* pDocument) {
-    vdx::XmlParser parser(szText);
+    vdx::XmlParser parser(szText, 1);
     const bool bRead = parser.readContent(pDocument);
     if (bRead && parser.rest().empty()) return true;
     keepStopped(bRead ? parser.rest()
@@ -41,14 +42,18 @@ const char* lastUnreadableText() {
 
 chXmlDocument::chXmlDocument() : chXmlObject(xmlDocument, {}) {}
 
+chXmlDocument::chXmlDocument(unreported_t)
+    : chXmlObject(xmlRecords::makeUncounted(vdx::CellCaches::local(), xmlDocument, true, std::string_view()),
+                  adopt_t{}) {}
+
 chXmlDocument chXmlDocument::ParseDocument(const std::string& szText) {
-    chXmlDocument document;
+    chXmlDocument document{unreported_t{}};
     if (!readAll(szText, document.m_pNode)) document = chXmlDocument();
     return document;
 }
 
 bool chXmlDocument::readText(const std::string& szText) {
-    chXmlDocument document;
+    chXmlDocument document{unreported_t{}};
     const bool bRead = readAll(szText, document.m_pNode);
     *this = bRead ? document : chXmlDocument();
     return bRead;

@@ -55,10 +55,10 @@ std::int32_t chXmlAttributeObject::GetAttributeCount() const {
 }
 
 const xmlAttributeList* chXmlAttributeObject::GetAttributeData() const {
-    static vdx::NoDestructor<xmlAttributeList> s_none;
     if (!m_pNode) return nullptr;
-    const xmlAttributeList* pList = listOf(m_pNode);
-    return pList ? pList : &s_none.get();
+    if (const xmlAttributeList* pList = listOf(m_pNode)) return pList;
+    static vdx::NoDestructor<xmlAttributeList> s_none;
+    return &s_none.get();
 }
 
 std::string* chXmlAttributeObject::FindAttributeValue(const std::string& szName) const {

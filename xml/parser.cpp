@@ -1,8 +1,6 @@
 // Reading XML: content items, elements and their ends.
 #include "xml/parser.h"
 
-#include <algorithm>
-
 #include "xml/entities.h"
 #include "xml/scan.h"
 
@@ -18,16 +16,15 @@ constexpr std::string_view CDATA_OPEN = "<![CDATA[";
 TextSource DecodeBuffer::decode(std::string_view szPhrase) {
     const std::size_t nNeeded = szPhrase.size() + DECODE_SLACK;
     if (m_nSize < nNeeded) {
-        const std::size_t nSize = std::max<std::size_t>(2 * nNeeded, 256);
-        m_pBytes = std::make_unique_for_overwrite<char[]>(nSize);
-        m_nSize = nSize;
+        m_pLarger = std::make_unique_for_overwrite<char[]>(2 * nNeeded);
+        m_pBytes = m_pLarger.get();
+        m_nSize = 2 * nNeeded;
     }
-    const char* pEnd = decodeEntities(szPhrase, m_pBytes.get());
-    return {between(m_pBytes.get(), pEnd), m_pBytes.get() + m_nSize};
+    return {between(m_pBytes, decodeEntities(szPhrase, m_pBytes)), m_pBytes + m_nSize};
 }
 
-XmlParser::XmlParser(std::string_view szText)
-    : m_pCursor(szText.data()), m_pEnd(szText.data() + szText.size()) {}
+XmlParser::XmlParser(std::string_view szText, std::uint32_t nMade)
+    : m_pCursor(szText.data()), m_pEnd(szText.data() + szText.size()), m_nMade(nMade) {}
 
 XmlParser::~XmlParser() {
     if (m_nMade) xmlRecords::reportMade(m_nMade);

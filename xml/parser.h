@@ -20,8 +20,10 @@ public:
     TextSource decode(std::string_view szPhrase);
 
 private:
-    std::unique_ptr<char[]> m_pBytes;
-    std::size_t m_nSize = 0;
+    char m_first[256];  // Enough for small documents.
+    std::unique_ptr<char[]> m_pLarger;
+    char* m_pBytes = m_first;
+    std::size_t m_nSize = sizeof m_first;
 };
 
 // Reads markup in one pass with a cursor and makes records directly. Parent links
@@ -33,7 +35,8 @@ private:
 // Thread-safety: one thread. Throws std::bad_alloc only.
 class XmlParser {
 public:
-    explicit XmlParser(std::string_view szText);
+    // nMade: nodes that were made for this reading and are to be reported with it.
+    explicit XmlParser(std::string_view szText, std::uint32_t nMade = 0);
     ~XmlParser();
     XmlParser(const XmlParser&) = delete;
     XmlParser& operator=(const XmlParser&) = delete;
@@ -119,7 +122,7 @@ private:
     bool m_bEndTrimmed = false;
     CellCaches& m_caches = CellCaches::local();
     AttributePool& m_attributes = AttributePool::local();
-    std::uint32_t m_nMade = 0;
+    std::uint32_t m_nMade;
     DecodeBuffer m_name;
     DecodeBuffer m_value;
     std::unique_ptr<NameIndex> m_pIndex;  // Of the tag being read, once it has many attributes.

@@ -30,7 +30,7 @@ inline std::uint8_t classOf(char c) {
     return BYTE_CLASSES[static_cast<unsigned char>(c)];
 }
 inline bool isWhite(char c) {
-    return (classOf(c) & CLASS_WHITE) != 0;
+    return static_cast<unsigned char>(c) <= ' ' && (classOf(c) & CLASS_WHITE) != 0;
 }
 
 // The next such byte, or null.

@@ -4,8 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <string>
 #include <string_view>
 
@@ -51,17 +49,9 @@ struct TextSource {
     }
 };
 
-// Whether emplaceShort takes it.
+// Whether a string holds it without the heap, and may be made of the SHORT_TEXT bytes there.
 inline bool isShort(const TextSource& source) {
     return source.szText.size() <= SHORT_TEXT && source.isReadable(SHORT_TEXT);
-}
-
-// Gives a string that has no heap block a short text: it is made of a fixed number
-// of bytes and then cut, which spares the call for a copy of unknown length.
-inline void emplaceShort(std::string& szText, const TextSource& source) {
-    std::destroy_at(&szText);
-    std::string* pText = ::new (static_cast<void*>(&szText)) std::string(source.szText.data(), SHORT_TEXT);
-    pText->erase(source.szText.size());
 }
 
 }  // namespace vdx

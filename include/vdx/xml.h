@@ -38,6 +38,10 @@ protected:
     // Replaces this document by the text's. False, and an empty document, if it
     // cannot be read.
     bool readText(const std::string& szText);
+
+private:
+    struct unreported_t {};
+    explicit chXmlDocument(unreported_t);  // The leak report does not know of it yet.
 };
 
 // A document bound to a file, which a crash at any moment does not damage.
