@@ -49,6 +49,16 @@ unsigned int copyBlock(const char* pFrom, char* pTo) {
 
 #endif
 
+#ifdef VDX_ESCAPE_BLOCKS
+// The same for the last bytes of a text, of which there are fewer.
+std::size_t copyLast(const char* pFrom, std::size_t nSize, const char* pReadableEnd, char* pTo) {
+    if (pReadableEnd - pFrom >= 16) return std::min<std::size_t>(copyBlock(pFrom, pTo), nSize);
+    char tail[16] = {};
+    copyShort(tail, pFrom, nSize);
+    return std::min<std::size_t>(copyBlock(tail, pTo), nSize);
+}
+#endif
+
 }  // namespace
 
 void copyEscaped(const char*& pFrom, const char* pFromEnd, [[maybe_unused]] const char* pReadableEnd,
@@ -58,14 +68,19 @@ void copyEscaped(const char*& pFrom, const char* pFromEnd, [[maybe_unused]] cons
     char* pOut = pTo;
     while (p != pFromEnd && pToEnd - pOut >= ESCAPE_ROOM) {
         const auto nLeft = static_cast<std::size_t>(pFromEnd - p);
-        const std::size_t nSize = std::min<std::size_t>(nLeft, 16);
+        std::size_t nSize = 16;
         std::size_t nPlain = 0;
-        if (pReadableEnd - p >= 16) {
-            nPlain = std::min<std::size_t>(copyBlock(p, pOut), nSize);
+        if (nLeft >= 16) {
+            nPlain = copyBlock(p, pOut);
+            // Going on by a known size does not wait for the answer.
+            if (nPlain == 16) {
+                p += 16;
+                pOut += 16;
+                continue;
+            }
         } else {
-            char tail[16] = {};
-            copyShort(tail, p, nSize);
-            nPlain = std::min<std::size_t>(copyBlock(tail, pOut), nSize);
+            nSize = nLeft;
+            nPlain = copyLast(p, nSize, pReadableEnd, pOut);
         }
         p += nPlain;
         pOut += nPlain;

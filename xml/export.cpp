@@ -13,6 +13,7 @@
 namespace {
 
 using node = chXmlObject::xmlNodeData;
+using namespace std::string_view_literals;
 
 // Gathers pieces in blocks, and makes one text of the right size of them at the end: a
 // growing text would be copied, and its memory touched for the first time, again and again.
@@ -40,7 +41,19 @@ public:
             flush();
         }
     }
+    // Most names are short, and stand where sixteen bytes may be read.
+    void add(const vdx::TextSource& text) {
+        if (text.szText.size() > 16 || !text.isReadable(16) || room() < 16) return add(text.szText);
+        std::memcpy(m_pEnd, text.szText.data(), 16);
+        m_pEnd += text.szText.size();
+    }
     void addSpaces(std::size_t nCount) {
+        if (nCount + 16 <= room()) {
+            for (std::size_t n = 0; n < nCount; n += 16)
+                std::memset(m_pEnd + n, ' ', 16);
+            m_pEnd += nCount;
+            return;
+        }
         while (nCount > 0) {
             if (room() == 0) flush();
             const std::size_t nPart = std::min(nCount, room());
@@ -121,8 +134,8 @@ private:
         if (!m_bCompact) m_text.add('\n');
     }
     void endTag(const node* pNode) {
-        m_text.add("</");
-        m_text.add(pNode->content().text());
+        m_text.add("</"sv);
+        m_text.add(xmlRecords::textOf(pNode));
         m_text.add('>');
         endLine();
     }
@@ -181,7 +194,7 @@ bool Exporter::open(const node* pNode, int nLevel, xmlType nType) {
     } else if (nType == xmlDeclaration) {
         addMarked("<?", szText, {});
         addAttributes(pNode);
-        m_text.add("?>");
+        m_text.add("?>"sv);
     } else {
         m_text.addEscaped(xmlRecords::textOf(pNode));
     }
@@ -191,11 +204,12 @@ bool Exporter::open(const node* pNode, int nLevel, xmlType nType) {
 
 bool Exporter::openElement(const node* pNode, int nLevel) {
     indent(nLevel);
-    addMarked("<", pNode->content().text(), {});
+    m_text.add('<');
+    m_text.add(xmlRecords::textOf(pNode));
     addAttributes(pNode);
     const node* pFirst = pNode->pFirstChild;
     if (!pFirst) {
-        m_text.add("/>");
+        m_text.add("/>"sv);
         endLine();
         return false;
     }
@@ -221,7 +235,7 @@ void Exporter::addAttributes(const node* pNode) {
     for (const auto& [szName, szValue] : *pElement) {
         m_text.add(' ');
         m_text.addEscaped(szName);
-        m_text.add("=\"");
+        m_text.add("=\""sv);
         m_text.addEscaped(szValue);
         m_text.add('"');
     }
