@@ -26,17 +26,21 @@ PEERS = {"std": "C++ library", "libc": "C library", "Libc": "C library", "steady
          "AsioExchange": "Asio", "asio": "Asio", "RawExchange": "send and recv", "LoopExchange": "send and recv",
          "RawUdp": "UDP socket", "raw": "plain calls", "list": "mutex and list", "deque": "mutex and deque",
          "openssl": "OpenSSL", "botan": "Botan", "cryptopp": "Crypto++", "beast": "Boost.Beast",
-         "CountedCondition": "condition_variable"}
+         "matchLibc": "fnmatch", "CountedCondition": "condition_variable"}
 
 
 def peer_name(benchmark):
-    """BM_Parse_pugixml/2 -> pugixml, BM_Lock<std::mutex> -> std::mutex, BM_Drain/64 -> ours at 64"""
+    """BM_Parse_pugixml/2 -> pugixml, BM_Lock<std::mutex> -> std::mutex, BM_Drain/64 -> ours at 64,
+    matchLibc/all -> fnmatch, "hex encode, 64 B/OpenSSL" -> OpenSSL
+    """
     text = re.sub(r"/(iterations|threads|repeats|min_time):\d+|/(process|real|manual)_time", "", benchmark)
-    found = (re.match(r"BM_[^_/<]+_([^/<]+)", text) or re.match(r"BM_[^_/<]+<([^>]+)>", text))
+    if not text.startswith("BM_"):
+        head, _, last = text.rpartition("/")
+        return PEERS.get(head) or PEERS.get(last, last)
+    found = re.match(r"BM_[^_/<]+_([^/<]+)", text) or re.match(r"BM_[^_/<]+<([^>]+)>", text)
     if found:
         return PEERS.get(found[1], found[1])
-    found = re.match(r"BM_[^/]+/(.+)", text)
-    return f"ours at {found[1]}" if found else text
+    return "ours at " + text.partition("/")[2]
 
 
 class Row:
