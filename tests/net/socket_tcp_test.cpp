@@ -358,6 +358,31 @@ TEST_P(TcpMaking, LocalAddressesAreChecked) {
     EXPECT_TRUE(peer::nameOf(socket.fd()) == local);
 }
 
+TEST(SocketFunctions, MakeAcceptAndEndConnections) {
+    const int nPort = peer::nobody(AF_INET).port();
+    chSocketTCPServer server;
+    ASSERT_TRUE(server.CreateSocket("127.0.0.1", nPort));
+    EXPECT_TRUE(sockListen(server.fd(), 4));
+    const chSocketAddr address = peer::nameOf(server.fd());
+    peer::Fd raw(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    EXPECT_TRUE(sockAsyncConnect(raw, address.toSocketAddr(), 1000));
+    EXPECT_TRUE(sockAsyncConnect(raw, address.toSocketAddr(), 1000));  // It is connected already.
+    chSocketAddr from;
+    int nLength = sizeof from;
+    const peer::Fd accepted(sockAccept(server.fd(), from.toSocketAddr(), &nLength));
+    EXPECT_EQ(nLength, 16);
+    EXPECT_TRUE(from == peer::nameOf(raw));
+    EXPECT_TRUE(fcntl(accepted, F_GETFD) & FD_CLOEXEC);
+    EXPECT_EQ(sockShutdown(raw), 0);
+    char c;
+    EXPECT_EQ(sockRecv(accepted, &c, 1, 0), 0);
+    chSocketTCP client;
+    ASSERT_TRUE(client.CreateSocket(AF_INET));
+    EXPECT_TRUE(client.ConnectTo("127.0.0.1", nPort, 1000));
+    chSocketUDP datagrams;
+    EXPECT_TRUE(datagrams.CreateSocket("127.0.0.1", nPort));
+}
+
 TEST(chFD_SET, WaitsForAllOfItsMembers) {
     int a[2];
     int b[2];
