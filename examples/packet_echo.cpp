@@ -16,8 +16,6 @@ namespace {
 
 constexpr int kLimit = 5000;  // Milliseconds.
 
-using Packet = std::vector<unsigned char>;
-
 bool makeAddress(const char* szHost, const char* szPort, chSocketAddr& out) {
     chInAddr host;
     if (sockParseAddress(szHost, host) && out.CreateSocketAddr(host, std::atoi(szPort))) return true;
@@ -34,7 +32,7 @@ bool listenAt(chSocketTCPServer& server, const chSocketAddr& local) {
 // Answers until the client goes or says nothing for too long.
 int echoTo(chSocketPacketTCP& client) {
     int nPackets = 0;
-    Packet packet;
+    std::vector<unsigned char> packet;
     while (client.ReceiveOnePacket(packet, kLimit)) {
         if (client.SendOnePacket(packet.data(), static_cast<int>(packet.size())) == 0) break;
         ++nPackets;
@@ -63,7 +61,7 @@ bool ask(const chSocketAddr& peer, const std::vector<std::string>& texts) {
         return false;
     }
     for (const std::string& text : texts) {
-        Packet answer;
+        std::vector<unsigned char> answer;
         if (socket.SendOnePacket(text.data(), static_cast<int>(text.size())) == 0 ||
             !socket.ReceiveOnePacket(answer, kLimit)) {
             return false;

@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
     if (!config.hasData()) {
         config = file.AddChildElement("config");
         config.SetOption("port", "8080");
+        config.SetOption("origin", print(chVarArgs(12, ",", 2.5, ",", true)));
         config.SetOption("greeting", "\"Hello\" & <welcome>");
     }
 

@@ -7,6 +7,13 @@
 
 namespace {
 
+std::string makeServer() {
+    chXmlElement server("server");
+    server.SetAttributeValue("id", "7");
+    server.SetOption("port", "8080");
+    return server.ExportToText(true);
+}
+
 chXmlDocument makeOrder() {
     chXmlDocument document;
     chXmlObject declaration = document.AddChildObject(xmlDeclaration, "xml");
@@ -44,5 +51,6 @@ int main() {
     wire.SetAttributeValue("sku", "B-3");
     std::printf("%s\n", wire.ExportToText(true).c_str());
     const bool bUntouched = !order.FindChildAttribute("sku", "B-3").hasData();
-    return nItems == 2 && bUntouched ? 0 : 1;
+    const bool bServer = makeServer() == "<server id=\"7\"><port>8080</port></server>";
+    return nItems == 2 && bUntouched && bServer ? 0 : 1;
 }

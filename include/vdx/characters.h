@@ -12,8 +12,8 @@
 
 // Example:
 //   const char* pNext = "h\xC3\xA9!";
-//   chUTF8Word(pNext);   // 'h', pNext on the accented letter
-//   chUTF8Word(pNext);   // 0xE9, pNext on "!"
+//   int nFirst = chUTF8Word(pNext);   // 'h', pNext on the accented letter
+//   int nSecond = chUTF8Word(pNext);  // 0xE9, pNext on "!"
 //
 // Thread-safety: all functions. Nothing here depends on the locale.
 

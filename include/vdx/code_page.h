@@ -1,8 +1,9 @@
 // Wide text to and from a double-byte code page that a file defines.
 //
-//     chCodePage page("/usr/share/myapp/gbk.cp");
-//     const std::string strBytes = page.W2MBCS(L"\u4E00");  // D2 BB
-//     const std::wstring strWide = page.MBCS2W(strBytes);
+//     chCodePage page("");
+//     const bool bLoaded = page.LoadCodePageFile(strPath);
+//     ...
+//     const std::string strBytes = page.W2MBCS(strWide);  // U+4E00 is D2 BB in GBK
 //
 // No code page is built in. The file is nothing but records of 4 bytes: the Unicode code, then the
 // multi-byte code (lead byte, trail byte), both most significant byte first, in ascending order of the

@@ -2,9 +2,9 @@
 //
 //     const std::string strToken = vdxBin2Base64(aKey, sizeof aKey);
 //     const std::vector<unsigned char> key = vdxBase642Bin(strToken);
-//
-//     vdxBin2Text("\x0A\x1B", 2);    // "0A 1B "
-//     vdxBin2Base16("\x0A\x1B", 2);  // "0A1B"
+//     ...
+//     const std::string strSpaced = vdxBin2Text("\x0A\x1B", 2);    // "0A 1B "
+//     const std::string strPacked = vdxBin2Base16("\x0A\x1B", 2);  // "0A1B"
 //
 // Encoders take `nLength` bytes at `pData` and give a new text; null data or a length below 1 gives
 // the result of no bytes at all. Decoders never fail: each has its own, deliberately different answer

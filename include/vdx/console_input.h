@@ -1,11 +1,15 @@
 // Keys and lines from the console (standard input).
 //
-//     std::string strName;
-//     if (vdxGetConsoleLineInput(strName, "name: ")) greet(strName);
-//
+//     std::string strLine;
+//     while (vdxGetConsoleLineInput(strLine, "line (empty: go on): ") && !strLine.empty())
+//         std::printf("read: %s\n", strLine.c_str());
+//     ...
 //     chStdInput input;
-//     for (int nKey = input.ReadKey(); nKey != chKeyNone; nKey = input.ReadKey())
-//         if (nKey == chKeyUp) moveUp();
+//     for (int nKey = input.ReadKey(); nKey != 'q' && nKey != chKeyNone; nKey = input.ReadKey()) {
+//         if (nKey >= chKeyF1 && nKey <= chKeyF12)
+//             std::printf("F%d\n", nKey - chKeyF1 + 1);
+//         ...
+//     }
 #pragma once
 
 #include <string>

@@ -7,7 +7,7 @@
 
 // Example:
 //   vdxSetAppDocPath(vdxGetHomeDirectory() + "/notes");
-//   chFileTrace log;                   // below getDiagnoseInfoPath()
+//   consolePrintf(false, "documents in %s", vdxGetAppDocPath().c_str());
 //   consolePrintf(false, "logs in %s", getDiagnoseInfoPath().c_str());
 //
 // All paths are UTF-8 with '/' as separator, without one at the end unless they were

@@ -6,8 +6,9 @@
 #include <vdx/export.h>
 
 // Example:
-//   chDynamicModule plugin("/usr/lib/app/echo.so");
-//   if (auto* pEcho = reinterpret_cast<int (*)(int)>(plugin.GetMethod("echo"))) pEcho(1);
+//   chDynamicModule module("libm.so.6");
+//   if (auto* pCosine = reinterpret_cast<double (*)(double)>(module.GetMethod("cos")))
+//       consolePrintf(false, "cos(0) = %g", pCosine(0));
 
 // Owns one loaded module, or none; the module is released by closing, opening another
 // and destruction.

@@ -16,7 +16,7 @@
 //
 // Example:
 //   chFileTrace log;
-//   log.OpenFileTrace("/var/tmp/relay", 64, 3);  // 64 KiB each, three files.
+//   log.OpenFileTrace(base, 64, 3);  // Three files of 64 KiB each, such as /var/tmp/relay-0.log.
 //   log.WriteLogLine("started");
 //
 // Sizes count lines without their newlines and are tested before a write: a file

@@ -13,7 +13,8 @@ class FilterLists;
 }
 
 // Example:
-//   for (const std::string& path : vdxFindFile("/var/app", "*.log;*.txt;-~*", true)) read(path);
+//   for (const std::string& path : vdxFindFile(appRootPath().c_str(), "*.log;*.txt;-~*", true))
+//       read(path);
 
 // Reads the names in one directory.
 //

@@ -5,7 +5,7 @@
 
 // Example:
 //   chRect screen(0, 0, 1920, 1080);
-//   chRect window = rectLTWH(100, 100, 640, 480) & screen;
+//   chRect window = rectLTWH(nLeft, 100, 640, 480) & screen;
 //   if (!window.empty()) draw(window, window.CenterPoint());
 //
 // Plain values without rules of their own: a rectangle may be inverted (right left

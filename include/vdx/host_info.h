@@ -24,9 +24,8 @@
 // chInAddr::isValidLocalAddr refuses it; link-local ones are usable.
 //
 // Example:
-//   int nSlot;
-//   std::string address = getIPAddress("", nSlot);
-//   if (nSlot < 0) vdxOutputWarningString("no network");
+//   int nSlot = -1;
+//   const std::string chosen = getIPAddress("", nSlot);  // Empty, and slot -1, without a network.
 //
 // Thread-safety: all functions but sockGetHardwareAddress, whose result is shared.
 

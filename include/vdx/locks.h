@@ -9,7 +9,9 @@
 #include <vdx/thread_handle.h>
 
 // Example:
-//   chCriticalSection lock;
+//   chCriticalSection lock;  // Guards the number below.
+//   int nShared = 0;
+//   ...
 //   lock.Lock();
 //   ++nShared;
 //   lock.Unlock();

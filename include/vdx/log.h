@@ -16,11 +16,10 @@
 // Example:
 //   qvTrace('E', "Relay", "client lost", 3);
 //   std::list<TraceNode*> records;
-//   while (running) {
-//       qvGetLog(records, 500000);  // Waits half a second; frees the last ones.
-//       for (const TraceNode* pRecord : records) show(*pRecord);
+//   while (qvGetLog(records, 500000) > 0) {  // Frees the last ones; waits half a second.
+//       for (const TraceNode* pRecord : records)
+//           show(*pRecord);
 //   }
-//   for (TraceNode* pRecord : records) delete pRecord;
 //
 // Records are neither filtered by level nor written to files here; the trace
 // functions of <vdx/trace.h> know nothing of them.

@@ -10,8 +10,9 @@
 
 // Example:
 //   chMapFile file;
-//   auto* pCounters = static_cast<Counters*>(file.OpenMapFile("relay", sizeof(Counters)));
-//   if (pCounters != nullptr && file.IsCreateByMe()) new (pCounters) Counters;
+//   void* pBlock = file.OpenMapFile(name, sizeof(Board));
+//   if (pBlock == nullptr || !file.IsCreateByMe()) return 1;
+//   auto* pBoard = new (pBlock) Board;
 //   ...
 //   file.DestroyMapFile();  // the last user; the others call CloseMapFile()
 

@@ -4,7 +4,7 @@
 #include <vdx/export.h>
 
 // Example: the left upper 64 x 48 pixels of four bytes out of an image.
-//   vdxMemcpy2D(part, 64 * 4, image, nImagePitch, 64 * 4, 48);
+//   vdxMemcpy2D(part.data(), 64 * 4, image.data(), nImagePitch, 64 * 4, 48);
 //
 // A pitch is the distance in bytes from a row to the next; a negative one goes
 // upwards. All widths and horizontal places are bytes. The areas may overlap within

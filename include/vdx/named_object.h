@@ -11,10 +11,17 @@
 #include <vdx/share_string.h>
 
 // Example:
+//   Totals* findTotals() {
+//       bool bCreated = false;
+//       void* p = nameGetSystemObject("shop.totals", sizeof(Totals), &bCreated);
+//       if (p != nullptr && bCreated) std::memset(p, 0, sizeof(Totals));
+//       return static_cast<Totals*>(p);
+//   }
+//   ...
 //   nameHelperLock();
-//   bool bCreated;
-//   void* pTotals = nameGetSystemObject("relay.totals", sizeof(Totals), &bCreated);
-//   if (pTotals != nullptr && bCreated) std::memset(pTotals, 0, sizeof(Totals));
+//   Totals* pTotals = findTotals();
+//   ++pTotals->nOrders;
+//   ...
 //   nameHelperUnlock();
 
 namespace vdx {

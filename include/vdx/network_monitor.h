@@ -11,10 +11,14 @@
 #include <vdx/export.h>
 
 // Example:
-//   auto changed = std::make_shared<std::function<void()>>([] { reconnectAll(); });
-//   registerNetworkChangedCallback(changed);
+//   const auto callback = std::make_shared<std::function<void()>>([&] {
+//       const std::lock_guard guard(lock);
+//       ++nChanges;
+//       noticed.notify_one();
+//   });
+//   registerNetworkChangedCallback(callback);
 //   ...
-//   unregisterNetworkChangedCallback(changed);
+//   unregisterNetworkChangedCallback(callback);
 //
 // While a callback is registered, the system's notices are followed on one thread of
 // the library's own (Linux) or on a queue of the system (macOS); nothing polls. A

@@ -8,10 +8,11 @@
 #include <vdx/socket.h>
 
 // Example:
-//   chSocketPacketTCP peer;  // Created and connected as a chSocketTCP.
-//   peer.SendOnePacket("hello", 5);
 //   std::vector<unsigned char> packet;
-//   while (peer.ReceiveOnePacket(packet, 1000)) handle(packet);
+//   while (client.ReceiveOnePacket(packet, kLimit)) {  // A chSocketPacketTCP that is connected.
+//       if (client.SendOnePacket(packet.data(), static_cast<int>(packet.size())) == 0) break;
+//       ++nPackets;
+//   }
 //
 // On the wire a packet is its payload's length, 4 bytes big-endian, and the payload;
 // nothing stands between packets.

@@ -7,8 +7,10 @@
 #include <vdx/export.h>
 
 // Example:
-//   std::string stored = pswEncrypt("correct horse");  // Base-64 text.
-//   std::string password = pswDecrypt(stored);         // "correct horse"
+//   const std::string strPassword = "correct horse";
+//   const std::string strStored = pswEncrypt(strPassword);  // Base-64 text.
+//   ...
+//   return pswDecrypt(strStored) == strPassword ? 0 : 1;
 //
 // What it protects from: a glance at the file. Whoever has the file and this
 // library (with the default key) or the key (with one of your own) has the

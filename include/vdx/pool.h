@@ -4,6 +4,7 @@
 //     auto* pPool = new (segment + 8) basePoolAlloc;      // 8 bytes before it are the owner's
 //     pPool->init_pool(segment + 8 + sizeof(basePoolAlloc), 4096);
 //     void* p = pPool->alloc(100);
+//     ...
 //     pPool->free(p);
 #pragma once
 

@@ -4,9 +4,9 @@
 #include <vdx/export.h>
 
 // Example:
-//   mathFloor(7.3, 2.5);     // 5
-//   mathNear(7.3, 2.5);      // 7.5
-//   mathRound(-2.345, 1);    // -2.3
+//   double dBelow = mathFloor(7.3, 2.5);     // 5
+//   double dNear = mathNear(7.3, 2.5);       // 7.5
+//   double dRounded = mathRound(-2.345, 1);  // -2.3
 //
 // The choice between two neighbours is made for the exact values of the arguments,
 // which are binary fractions: 0.3 lies a little below three times 0.1, so

@@ -10,9 +10,11 @@
 
 // Example:
 //   uLawSample tone;
-//   tone.AllocSampleBuffer(8000);
-//   for (int i = 0; i < 8000; ++i) tone.AppendSample(0.5 * std::sin(i * 2 * M_PI * 440 / 8000));
-//   fwrite(tone.GetBuffer(), 1, (size_t)tone.GetBufferSize(), file);
+//   tone.AllocSampleBuffer(nSamples);
+//   for (int i = 0; i < nSamples; ++i)
+//       tone.AppendSample(0.5 * std::sin(kTurn * frequency * i / kRate));
+//   ...
+//   std::fwrite(tone.GetBuffer(), 1, nSamples, pFile) == nSamples;
 //
 // Samples are given as numbers from -1.0 to 1.0 and stored as x * 32767 without
 // its fraction. Nothing is clipped before that: a number outside this range wraps

@@ -15,7 +15,9 @@
 // cells, shared texts and the lists of named segments.
 //
 //     struct Node { share_pointer next; int nValue; };
+//     ...
 //     pNode->next.setPointer(pOther);
+//     ...
 //     Node* pNext = static_cast<Node*>(pNode->next.pointer());
 //
 // The value depends on where the object lies: copy it by assignment, which computes it anew, never

@@ -88,11 +88,13 @@ static_assert(sizeof(baseShareStringA) == 8 && alignof(baseShareStringA) == 1);
 
 // Remembers which object lay at an address, and tells later whether it still does.
 //
-//     chPointerSnap::addSafePointer(pSession);      // in its constructor
-//     chPointerSnap snap(pSession);                 // kept by a task that runs later
-//     if (snap.hasData()) ...                       // false after removeSafePointer(pSession), also
-//                                                   // when another object was registered there since
+//     chPointerSnap::addSafePointer(pSession);  // in its constructor
+//     chPointerSnap snap(pSession);             // kept by a task that runs later
+//     ...
+//     if (snap.hasData()) use(*pSession);
+//     chPointerSnap::removeSafePointer(pSession);
 //
+// From then on the snapshot has no data, also when another object is registered at the address.
 // A snapshot may outlive the registration; it is copied freely. It does not keep the object alive: what
 // hasData says holds for as long as the caller knows that nobody removes the object meanwhile.
 //

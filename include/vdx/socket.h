@@ -19,9 +19,9 @@ class WaitLimit;
 //   chSocketTCP client;
 //   chInAddr host;
 //   if (!sockParseAddress("127.0.0.1", host) || !client.CreateSocket(AF_INET)) return false;
-//   if (!client.ConnectTo(chSocketAddr(host, 7000), 2000)) return false;
+//   if (!client.ConnectTo(chSocketAddr(host, nPort), 2000)) return false;
 //   client.Send("ping", 4);
-//   char answer[4];
+//   char answer[4] = {};
 //   if (client.Receive(answer, 4, 1000) != 4) vdxOutputWarningString("no answer");
 //
 // Time limits are in milliseconds. -1 is no limit, except in the calls that wait

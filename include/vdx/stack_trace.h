@@ -7,9 +7,9 @@
 #include <vdx/warnings.h>
 
 // Example:
-//   void Relay::accept(int nPort) {
+//   void accept(int nPort) {
 //       chTraceStack scope(9, __PRETTY_FUNCTION__, " port=%d", nPort);
-//       ...
+//       greet();
 //   }
 //   // { Relay::accept port=80
 //   //   { Relay::greet()

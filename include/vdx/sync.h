@@ -12,11 +12,12 @@
 #include <vdx/locks.h>
 
 // Example:
-//   chMutex mutex;
-//   mutex.OpenMutex("relay.table");
-//   mutex.Lock(-1);
+//   chMutex till;
+//   till.OpenMutex("shop.till");
 //   ...
-//   mutex.Unlock();
+//   till.Lock(-1);
+//   orders.SetEvent();  // A chEvent.
+//   till.Unlock();
 
 // A recursive mutex, one for all who open its name within the process.
 //
@@ -117,10 +118,12 @@ private:
 // its port can set it, and its socket can be waited for beside others.
 //
 //     chEvent_Socket wake;
+//     ...
 //     wake.OpenEvent();
+//     ...
 //     chFD_SET set(wake.fd());
 //     set.add(client.fd());
-//     if (set.readSelect(-1) > 0 && set.isSet(wake.fd())) wake.ResetEvent();
+//     if (set.readSelect(-1) < 0 || set.isSet(wake.fd())) break;
 //
 // Thread-safety: setting from any thread; one thread at a time waits, resets, opens and closes.
 // Errors: false, and a pause of 100 ms after a failed receive, so that a loop around a broken socket does

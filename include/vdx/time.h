@@ -9,8 +9,10 @@
 #include <vdx/export.h>
 
 // Example:
-//   chTimeout limit(500);
-//   while (!limit.IsTimeout() && !ready()) vdxSleep(10);
+//   chTimeout limit(10000);
+//   while (!limit.IsTimeout() && !ready())
+//       vdxSleep(10);
+//   ...
 //   std::string day = chTime::getSystemTime().Format("%Y-%m-%d");
 //
 // Thread-safety: plain values without shared state. Arithmetic wraps at the

@@ -24,8 +24,10 @@
 //   pHelper->ResetTraceLevel(6);
 //   pHelper->RedirectToShareMemory();
 //   vdxTrace(6, "queued");
+//   ...
 //   std::string line;
-//   while (pHelper->ReadShareMemoryString(line)) ship(line);
+//   while (pHelper->ReadShareMemoryString(line))
+//       ship(line);
 
 namespace vdx {
 template <class T>

@@ -7,8 +7,10 @@
 #include <vdx/export.h>
 
 // Example:
-//   vdxTextBreak("a;;b;", ";");    // "a", "", "b"
-//   vdxGetWords("  two  words ");  // "two", "words"
+//   for (const std::string& strPiece : vdxTextBreak("a;;b;", ";"))  // "a", "", "b"
+//       strJoined += "(" + strPiece + ")";
+//   for (const std::string& strWord : vdxGetWords("  two  words "))  // "two", "words"
+//       strJoined += "[" + strWord + "]";
 //
 // Thread-safety: all functions.
 

@@ -10,11 +10,16 @@
 #include <vdx/xml_node.h>
 
 // Example:
-//   chXmlFile file("/home/me/.app/config.xml");     // Empty if there is none yet.
-//   chXmlElement root = file.getChildElement();
-//   if (!root.hasData()) root = file.AddChildElement("config");
-//   std::string szPort = root.GetOption("port", "80");
-//   if (root.SetOption("port", "8080") && !file.SaveToFile("")) complain();
+//   chXmlFile file(szPath);  // Empty if there is none yet.
+//   chXmlElement config = file.getChildElement();
+//   if (!config.hasData()) {
+//       config = file.AddChildElement("config");
+//       config.SetOption("port", "8080");
+//       ...
+//   }
+//   const int nRuns = std::atoi(config.GetOption("runs", "0").c_str()) + 1;
+//   config.SetOption("runs", print(chVarArgs(nRuns)));
+//   if (!file.SaveToFile("")) {
 //
 // The texts are bytes, UTF-8 in practice: there is no validation, no DTD, no
 // namespace and no change of character encoding.
@@ -99,7 +104,7 @@ VDX_API chXmlElement getChildSoap(const chXmlElement& parent);
 // --- Typed arguments as text ------------------------------------------------------
 
 // A short list of values, each kept as its text: what attributes and options store.
-//   root.SetOption("origin", print(chVarArgs(12, ",", 2.5, ",", true)));  // 12,2.5,true
+//   config.SetOption("origin", print(chVarArgs(12, ",", 2.5, ",", true)));  // 12,2.5,true
 //
 // Numbers are written in decimal (a double as the shortest text that reads back as
 // the same value), bool as true or false, texts as they are.

@@ -151,7 +151,7 @@ public:
 //   chXmlElement server("server");
 //   server.SetAttributeValue("id", "7");
 //   server.SetOption("port", "8080");
-//   server.ExportToText(true);  // <server id="7"><port>8080</port></server>
+//   return server.ExportToText(true);  // <server id="7"><port>8080</port></server>
 //
 // Nothing here recurses: a tree may be millions of levels deep. (Only indented
 // output grows with depth times nodes; use compact output for such trees.)
