@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Installs what is missing to build, test, or measure the library; does nothing when all is there.
-#   setup.sh [build|test|bench|package]    test (the default) includes build; bench and package include both
+#   setup.sh [build|test|bench|package|docs]    test (the default) includes build; bench and package include both;
+#                                               docs stands alone
 set -euo pipefail
 what=${1:-test}
 
 build=(g++ cmake ninja-build pkg-config ccache git)
-test=(libgtest-dev libspdlog-dev clang clang-tidy clang-format libclang-rt-14-dev strace iproute2 libssl-dev)
+test=(libgtest-dev libspdlog-dev clang clang-tidy clang-format libclang-rt-14-dev strace iproute2 libssl-dev
+  python3)
 bench=(libbenchmark-dev libspdlog-dev libasio-dev libboost-dev libpugixml-dev libtinyxml2-dev libvulkan-dev libxml2-dev
   libbotan-2-dev libcrypto++-dev libssl-dev libspandsp-dev python3)
-
 package=(dpkg-dev lintian file)
+docs=(doxygen python3)
 
 case $what in
   build) packages=("${build[@]}") ;;
   test) packages=("${build[@]}" "${test[@]}") ;;
   bench) packages=("${build[@]}" "${test[@]}" "${bench[@]}") ;;
   package) packages=("${build[@]}" "${test[@]}" "${package[@]}") ;;
-  *) echo "usage: setup.sh [build|test|bench|package]" >&2; exit 2 ;;
+  docs) packages=("${docs[@]}") ;;
+  *) echo "usage: setup.sh [build|test|bench|package|docs]" >&2; exit 2 ;;
 esac
 
 if [ "$(uname)" = Darwin ]; then
