@@ -1,6 +1,7 @@
 // The parser against the model, against tables and against hostile texts.
 #include <chrono>
 #include <random>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -202,6 +203,30 @@ TEST_F(chXmlParser, KeepsWhereItStopped) {
     EXPECT_STREQ("012345678901234567890123456789012345678", vdx::lastUnreadableText());
     chXmlDocument::ParseDocument("<a></b>");
     EXPECT_STREQ("</b>", vdx::lastUnreadableText());
+}
+
+// Texts and values of every length around the sizes in which memory is kept, written over
+// one another: each time the memory of the former ones serves again.
+TEST_F(chXmlParser, LengthsOfTextsAndValues) {
+    std::mt19937 random(7);
+    for (int nRound = 0; nRound < 400; ++nRound) {
+        std::string szText = "<r>";
+        std::vector<std::string> bodies;
+        for (int i = 0; i < 20; ++i) {
+            bodies.emplace_back(1 + random() % (i % 4 ? 300 : 30), static_cast<char>('a' + random() % 26));
+            szText += "<n v='" + bodies.back() + "'>" + bodies.back() + "</n>";
+        }
+        const chXmlObject tree = chXmlDocument::ParseDocument(szText + "</r>").clone();
+        chXmlElement element = tree["r"].getChildElement();
+        for (std::size_t i = 0; i < bodies.size(); ++i, ++element) {
+            ASSERT_EQ(bodies[i], element.GetAttributeValue("v", ""));
+            ASSERT_EQ(bodies[i], element.getChild().tagName());
+            chXmlElement(element.getParent()).SetOption("n", bodies[i]);
+            ASSERT_EQ(bodies[i], tree["r"].getChildElement().getChild().tagName());
+            element.SetAttributeValue("v", bodies[bodies.size() - 1 - i]);
+            ASSERT_EQ(bodies[bodies.size() - 1 - i], *element.FindAttributeValue("v"));
+        }
+    }
 }
 
 // Each scan's two forms, on every short length, with a byte that ends it and one that
