@@ -69,10 +69,12 @@ public:
         if (!isShort(name) || !isShort(value)) return makeLong(name, value);
         // Made of a fixed number of bytes and then cut: that needs no call for a copy of
         // unknown length.
-        auto* pEntry = ::new (m_pCells->take(CellKind::Attribute))
-            attribute{nullptr,
-                      {std::piecewise_construct, std::forward_as_tuple(name.szText.data(), SHORT_TEXT),
-                       std::forward_as_tuple(value.szText.data(), SHORT_TEXT)}};
+        char nameCopy[SHORT_TEXT + 1];
+        char valueCopy[SHORT_TEXT + 1];
+        auto* pEntry = ::new (m_pCells->take(CellKind::Attribute)) attribute{
+            nullptr,
+            {std::piecewise_construct, std::forward_as_tuple(withReadableEnd(name, nameCopy), SHORT_TEXT),
+             std::forward_as_tuple(withReadableEnd(value, valueCopy), SHORT_TEXT)}};
         pEntry->pair.first.erase(name.szText.size());
         pEntry->pair.second.erase(value.szText.size());
         return pEntry;

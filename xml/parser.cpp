@@ -1,6 +1,8 @@
 // Reading XML: content items, elements and their ends.
 #include "xml/parser.h"
 
+#include <cstring>
+
 #include "xml/entities.h"
 #include "xml/scan.h"
 
@@ -20,7 +22,9 @@ TextSource DecodeBuffer::decode(std::string_view szPhrase) {
         m_pBytes = m_pLarger.get();
         m_nSize = 2 * nNeeded;
     }
-    return {between(m_pBytes, decodeEntities(szPhrase, m_pBytes)), m_pBytes + m_nSize};
+    char* pEnd = decodeEntities(szPhrase, m_pBytes);
+    std::memset(pEnd, 0, DECODE_SLACK);  // May be read by those who copy a short text.
+    return {between(m_pBytes, pEnd), pEnd + DECODE_SLACK};
 }
 
 XmlParser::XmlParser(std::string_view szText, std::uint32_t nMade)

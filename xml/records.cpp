@@ -138,6 +138,7 @@ void xmlRecords::initText(CellCaches& caches, dataXmlBase& content, const TextSo
         if (text.isReadable(sizeof content.m_shortText)) {
             std::memcpy(content.m_shortText, text.szText.data(), sizeof content.m_shortText);
         } else {
+            std::memset(content.m_shortText, 0, sizeof content.m_shortText);
             vdx::copyShort(content.m_shortText, text.szText.data(), nSize);
         }
         content.m_nShortSize = static_cast<std::uint8_t>(nSize);

@@ -40,18 +40,25 @@ struct TextSource {
 
     TextSource(std::string_view szSource) : TextSource(szSource, szSource.data() + szSource.size()) {}
     TextSource(std::string_view szSource, const char* pEnd) : szText(szSource), pReadableEnd(pEnd) {}
-    // Behind the text lie the rest of its capacity and the end mark.
-    TextSource(const std::string& szSource)
-        : TextSource(szSource, szSource.data() + szSource.capacity() + 1) {}
+    // Behind the text lies its end mark. The rest of its capacity is nobody's to read.
+    TextSource(const std::string& szSource) : TextSource(szSource, szSource.data() + szSource.size() + 1) {}
 
     bool isReadable(std::size_t nBytes) const {
         return pReadableEnd - szText.data() >= static_cast<std::ptrdiff_t>(nBytes);
     }
 };
 
-// Whether a string holds it without the heap, and may be made of the SHORT_TEXT bytes there.
+// Whether a string holds it without the heap.
 inline bool isShort(const TextSource& source) {
-    return source.szText.size() <= SHORT_TEXT && source.isReadable(SHORT_TEXT);
+    return source.szText.size() <= SHORT_TEXT;
+}
+
+// A short text with at least SHORT_TEXT bytes that may be read: where it is, or as a copy.
+inline const char* withReadableEnd(const TextSource& source, char (&copy)[SHORT_TEXT + 1]) {
+    if (source.isReadable(SHORT_TEXT)) return source.szText.data();
+    std::memset(copy, 0, sizeof copy);
+    copyShort(copy, source.szText.data(), source.szText.size());
+    return copy;
 }
 
 }  // namespace vdx
