@@ -1,4 +1,6 @@
 // Handles and the tree: ownership, navigation, building, copying.
+#include <type_traits>
+
 #include <gtest/gtest.h>
 
 #include "xml/xml_support.h"
@@ -6,6 +8,15 @@
 using xmltest::dump;
 
 namespace {
+
+// A handle is its table of one operation and a pointer, whatever its class.
+static_assert(sizeof(chXmlObject) == 2 * sizeof(void*) && sizeof(chXmlElement) == sizeof(chXmlObject));
+static_assert(sizeof(chXmlDeclaration) == sizeof(chXmlObject) &&
+              sizeof(chXmlDocument) == sizeof(chXmlObject));
+static_assert(!std::has_virtual_destructor_v<chXmlObject> && !std::is_polymorphic_v<baseDymicAlloc>);
+static_assert(std::has_virtual_destructor_v<dataXmlBase> && std::is_base_of_v<dataXmlBase, dataXmlElement>);
+static_assert(xmlComment == 1 && xmlText == 2 && xmlDeclaration == 3 && xmlElement == 4 && xmlCData == 5 &&
+              xmlDocument == 6 && sizeof(xmlType) == 4);
 
 class chXmlNode : public xmltest::LeakFree {};
 
