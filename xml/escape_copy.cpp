@@ -2,8 +2,10 @@
 #include "xml/entities.h"
 
 #include <algorithm>
+#include <cstring>
+#include <limits>
 
-#include "xml/short_text.h"
+#include "xml/names.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -50,12 +52,37 @@ unsigned int copyBlock(const char* pFrom, char* pTo) {
 #endif
 
 #ifdef VDX_ESCAPE_BLOCKS
+// The position of the first byte of a word that needs escaping, or the word's size.
+// Taking 1 from each byte borrows into the high bit of those that are 0: from the first
+// on, which is all that counts.
+template <class Word>
+std::size_t firstEscape(std::uint64_t nWord) {
+    constexpr std::uint64_t ONES = std::numeric_limits<Word>::max() / 0xFFU;
+    const auto zeros = [](std::uint64_t n) { return (n - ONES) & ~n & (ONES * 0x80); };
+    const std::uint64_t nFound = zeros(nWord ^ ONES * '"') | zeros((nWord | ONES) ^ ONES * '\'') |
+                                 zeros((nWord | ONES * 2) ^ ONES * '>');
+    return nFound ? static_cast<std::size_t>(__builtin_ctzll(nFound)) / 8 : sizeof(Word);
+}
+
+// The same for a text of one to two words, as its first and its last one.
+template <class Word>
+std::size_t copyTwoWords(const char* pFrom, std::size_t nSize, char* pTo) {
+    const std::size_t nLast = nSize - sizeof(Word);
+    const auto nFirstWord = loadWord<Word>(pFrom);
+    const auto nLastWord = loadWord<Word>(pFrom + nLast);
+    std::memcpy(pTo, &nFirstWord, sizeof(Word));
+    std::memcpy(pTo + nLast, &nLastWord, sizeof(Word));
+    const std::size_t nPlain = firstEscape<Word>(nFirstWord);
+    return nPlain < sizeof(Word) ? nPlain : nLast + firstEscape<Word>(nLastWord);
+}
+
 // The same for the last bytes of a text, of which there are fewer.
 std::size_t copyLast(const char* pFrom, std::size_t nSize, const char* pReadableEnd, char* pTo) {
     if (pReadableEnd - pFrom >= 16) return std::min<std::size_t>(copyBlock(pFrom, pTo), nSize);
-    char tail[16] = {};
-    copyShort(tail, pFrom, nSize);
-    return std::min<std::size_t>(copyBlock(tail, pTo), nSize);
+    if (nSize >= 8) return copyTwoWords<std::uint64_t>(pFrom, nSize, pTo);
+    if (nSize >= 4) return copyTwoWords<std::uint32_t>(pFrom, nSize, pTo);
+    if (nSize >= 2) return copyTwoWords<std::uint16_t>(pFrom, nSize, pTo);
+    return copyTwoWords<std::uint8_t>(pFrom, nSize, pTo);
 }
 #endif
 
