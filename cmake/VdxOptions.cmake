@@ -9,6 +9,7 @@ option(VDX_BUILD_TESTS "Build the tests (with the standard BUILD_TESTING)" ${PRO
 option(VDX_BUILD_EXAMPLES "Build the example programs" ${PROJECT_IS_TOP_LEVEL})
 option(VDX_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(VDX_BUILD_FUZZERS "Build the libFuzzer targets (clang only)" OFF)
+option(VDX_INSTALL "Install the library with its headers and package files" ${PROJECT_IS_TOP_LEVEL})
 option(VDX_WERROR "Treat warnings of our own code as errors" OFF)
 # Off where a missing include must be seen; the presets of the sanitizers turn it on and save a third of the time.
 option(VDX_TEST_PCH "Precompile the headers that most tests include" OFF)

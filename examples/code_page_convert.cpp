@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <string>
 
 #include <vdx/code_page.h>
 #include <vdx/codecs.h>
+#include <vdx/platform.h>
 
 namespace {
 
@@ -54,7 +56,13 @@ int main(int argc, char** argv) {
     const std::string strTable = makeTable(toUnicode);
     iconv_close(toUnicode);
 
-    const std::string strPath = "/tmp/vdx_example_" + std::to_string(getpid()) + ".cp";
+    std::string strPath = vdxGetTempDirectory() + "/code_page_XXXXXX";
+    const int nFile = mkstemp(strPath.data());  // A name that nobody can know beforehand.
+    if (nFile < 0) {
+        std::printf("%s: %s\n", strPath.c_str(), vdxTransLastError().c_str());
+        return 1;
+    }
+    close(nFile);
     std::ofstream(strPath, std::ios::binary) << strTable;
     chCodePage page("");
     const bool bLoaded = page.LoadCodePageFile(strPath);

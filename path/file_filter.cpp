@@ -40,16 +40,22 @@ namespace vdx {
 void NamePatterns::add(std::string_view pattern) {
     if (pattern.find('\\') != std::string_view::npos) {
         m_expressions.push_back(compile(pattern));
-        return;
+    } else {
+        // Nothing else that a pattern means binds weaker than its bars.
+        std::size_t nBar;
+        for (std::size_t nBegin = 0; nBegin <= pattern.size(); nBegin = nBar + 1) {
+            nBar = std::min(pattern.find('|', nBegin), pattern.size());
+            m_wildcards.emplace_back(pattern.substr(nBegin, nBar - nBegin));
+        }
     }
-    // Nothing else that a pattern means binds weaker than its bars.
-    std::size_t nBegin = 0;
-    for (;;) {
-        const std::size_t nBar = pattern.find('|', nBegin);
-        m_wildcards.emplace_back(pattern.substr(nBegin, nBar - nBegin));
-        if (nBar == std::string_view::npos) return;
-        nBegin = nBar + 1;
+    m_pOnly = m_wildcards.size() == 1 && m_expressions.empty() ? &m_wildcards.front() : nullptr;
+}
+
+bool NamePatterns::matchSeveral(std::string_view name) const {
+    for (const Wildcard& wildcard : m_wildcards) {
+        if (wildcard.matches(name)) return true;
     }
+    return !m_expressions.empty() && matchAnyExpression(name);
 }
 
 bool NamePatterns::matchAnyExpression(std::string_view name) const {

@@ -13,20 +13,24 @@ namespace vdx {
 // Patterns of which any may match.
 class NamePatterns {
 public:
+    NamePatterns() = default;
+    NamePatterns(const NamePatterns&) = delete;
+    NamePatterns& operator=(const NamePatterns&) = delete;
+
     // Throws std::regex_error.
     void add(std::string_view pattern);
 
-    bool empty() const { return m_wildcards.empty() && m_expressions.empty(); }
-    bool matchAny(std::string_view name) const {
-        for (const Wildcard& wildcard : m_wildcards) {
-            if (wildcard.matches(name)) return true;
-        }
-        return !m_expressions.empty() && matchAnyExpression(name);
+    bool matchAny(std::string_view name, bool bWithoutPatterns) const {
+        if (m_pOnly) return m_pOnly->matches(name);
+        return empty() ? bWithoutPatterns : matchSeveral(name);
     }
 
 private:
+    bool empty() const { return m_wildcards.empty() && m_expressions.empty(); }
+    bool matchSeveral(std::string_view name) const;
     bool matchAnyExpression(std::string_view name) const;
 
+    const Wildcard* m_pOnly = nullptr;  // The pattern when there is but one, a wildcard.
     std::vector<Wildcard> m_wildcards;
     std::vector<std::regex> m_expressions;  // Of the patterns with a back-slash.
 };
@@ -34,16 +38,12 @@ private:
 // The two lists of one filter.
 class FilterLists {
 public:
-    FilterLists() = default;
-    FilterLists(const FilterLists&) = delete;
-    FilterLists& operator=(const FilterLists&) = delete;
-
     // Adds the patterns of a filter text. Throws std::regex_error; those before the
     // invalid one then stand.
     void add(std::string_view filter);
 
-    bool accepts(std::string_view name) const { return m_accept.empty() || m_accept.matchAny(name); }
-    bool denies(std::string_view name) const { return m_deny.matchAny(name); }
+    bool accepts(std::string_view name) const { return m_accept.matchAny(name, true); }
+    bool denies(std::string_view name) const { return m_deny.matchAny(name, false); }
 
 private:
     void addWord(std::string_view word);

@@ -13,14 +13,26 @@ constexpr bool isLineEnd(char c) {
     return c == '\n' || c == '\r';
 }
 
-constexpr std::size_t WORD = sizeof(std::uint64_t);
+using Word = std::uint64_t;
+using WordPair [[gnu::vector_size(2 * sizeof(Word))]] = Word;  // Computed with as one.
 
-// Whether any of eight bytes is a control character below 0x10, as both line ends are.
-bool hasLowControl(const char* pBytes) {
-    constexpr std::uint64_t EACH_BYTE = 0x0101010101010101U;
-    std::uint64_t word;
-    std::memcpy(&word, pBytes, WORD);
-    return ((word - EACH_BYTE * 0x10) & ~word & EACH_BYTE * 0x80) != 0;
+// Not 0 if any of the bytes is a control character below 0x10, as both line ends are.
+template <class Words>
+Words lowControls(const char* pBytes) {
+    constexpr Word EACH_BYTE = 0x0101010101010101U;
+    Words words;
+    std::memcpy(&words, pBytes, sizeof words);
+    return (words - EACH_BYTE * 0x10) & ~words & EACH_BYTE * 0x80;
+}
+
+// The same for a text of at least the size of Words.
+template <class Words>
+Words lowControls(std::string_view text) {
+    const char* pLast = text.data() + text.size() - sizeof(Words);
+    Words controls = lowControls<Words>(pLast);
+    for (const char* pNext = text.data(); pNext < pLast; pNext += sizeof(Words))
+        controls |= lowControls<Words>(pNext);
+    return controls;
 }
 
 // Apart, so that the usual ways need no stack frame for this rare one.
@@ -55,6 +67,10 @@ Wildcard::Wildcard(std::string_view pattern) : m_pattern(pattern) {
         m_pattern.size() - static_cast<std::size_t>(std::count(m_pattern.begin(), m_pattern.end(), '*'));
     m_bFirst = isLiteralAt(pattern, 0);
     m_bLast = isLiteralAt(pattern, pattern.size() - 1);
+    if (!pattern.empty()) {
+        m_cFirst = pattern.front();
+        m_cLast = pattern.back();
+    }
     m_bLineEnds = findLineEnd(pattern);
     m_bAnything = m_bStar && m_nShortest == 0;
     if (m_bStar) findRuns();
@@ -70,19 +86,17 @@ void Wildcard::findRuns() {
     }
 }
 
-// Names hardly ever have one: words are sifted first.
-bool Wildcard::hasLineEnd(std::string_view text) {
-    if (text.size() < WORD) {
+// Names hardly ever have a line end: words are sifted first.
+bool Wildcard::isOneLine(std::string_view text) {
+    if (text.size() < sizeof(Word)) {
         for (const char c : text) {
-            if (isLineEnd(c)) return true;
+            if (isLineEnd(c)) return false;
         }
-        return false;
+        return true;
     }
-    const char* pLast = text.data() + text.size() - WORD;
-    for (const char* pNext = text.data(); pNext < pLast; pNext += WORD) {
-        if (hasLowControl(pNext)) return findLineEnd(text);
-    }
-    return hasLowControl(pLast) && findLineEnd(text);
+    if (text.size() < sizeof(WordPair)) return lowControls<Word>(text) == 0 || !findLineEnd(text);
+    const WordPair controls = lowControls<WordPair>(text);
+    return (controls[0] | controls[1]) == 0 || !findLineEnd(text);
 }
 
 // Requires: at least m_nShortest characters.
@@ -95,7 +109,7 @@ bool Wildcard::matchAll(std::string_view name) const {
         return false;
     const std::string_view middle(name.data() + m_nHead, name.size() - m_nHead - nTailSize);
     if (m_bLineEnds) return matchAnyMiddle({pattern.data() + m_nHead, m_nTail - m_nHead}, middle);
-    return matchRuns(middle) && !hasLineEnd(middle);
+    return matchRuns(middle) && isOneLine(middle);
 }
 
 // What stands for the stars and all between them, in a pattern without a line end: each

@@ -16,7 +16,8 @@ public:
     // Whether the whole name matches. Never recurses; the time grows at worst with the
     // name's length times that of the longest run between two stars.
     bool matches(std::string_view name) const {
-        return mayMatch(name) && (m_bAnything ? !hasLineEnd(name) : matchAll(name));
+        if (!mayMatch(name)) return false;
+        return m_bAnything ? isOneLine(name) : matchAll(name);
     }
 
 private:
@@ -30,11 +31,11 @@ private:
     // Cheap reasons against most names: the length, the first and the last character.
     bool mayMatch(std::string_view name) const {
         if (name.size() < m_nShortest) return false;
-        if (m_bFirst && name.front() != m_pattern.front()) return false;
-        return !m_bLast || name.back() == m_pattern.back();
+        if (m_bFirst && name.front() != m_cFirst) return false;
+        return !m_bLast || name.back() == m_cLast;
     }
 
-    static bool hasLineEnd(std::string_view text);
+    static bool isOneLine(std::string_view text);
     bool matchAll(std::string_view name) const;
     void findRuns();
     bool matchRuns(std::string_view name) const;
@@ -46,8 +47,10 @@ private:
     std::size_t m_nHead;      // Where the first star stands, or the end.
     std::size_t m_nTail;      // Behind the last star, or the end.
     std::size_t m_nShortest;  // Length without the stars.
-    bool m_bFirst;            // The first and the last character are literals.
+    bool m_bFirst;            // The first and the last character are literals, these:
     bool m_bLast;
+    char m_cFirst = 0;
+    char m_cLast = 0;
     bool m_bStar;
     bool m_bAnything;  // Has stars only.
     bool m_bLineEnds;

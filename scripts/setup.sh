@@ -6,7 +6,7 @@ set -euo pipefail
 what=${1:-test}
 
 build=(g++ cmake ninja-build pkg-config ccache git)
-test=(libgtest-dev libspdlog-dev clang clang-tidy clang-format libclang-rt-14-dev strace iproute2 libssl-dev
+test=(libgtest-dev libspdlog-dev clang clang-tidy clang-format libclang-rt-dev strace iproute2 libssl-dev
   python3)
 bench=(libbenchmark-dev libspdlog-dev libasio-dev libboost-dev libpugixml-dev libtinyxml2-dev libvulkan-dev libxml2-dev
   libbotan-2-dev libcrypto++-dev libssl-dev libspandsp-dev python3)

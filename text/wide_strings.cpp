@@ -2,16 +2,10 @@
 #include <vdx/characters.h>
 
 #include <cstring>
-#include <limits>
 
-#include "text/wide_compare.h"
+#include "text/wide_kernels.h"
 
 namespace {
-
-wchar_t* copyUnits(wchar_t* pTarget, const wchar_t* pSource, std::size_t nUnits) {
-    std::memcpy(pTarget, pSource, nUnits * sizeof(wchar_t));
-    return pTarget;
-}
 
 bool equalFolded(wchar_t left, wchar_t right) {
     return left == right || chUpper(static_cast<int>(left)) == chUpper(static_cast<int>(right));
@@ -24,22 +18,19 @@ extern "C" {
 
 VDX_API wchar_t* wcscpy(wchar_t* pTarget,
                         const wchar_t* szSource) noexcept(noexcept(wcscpy(pTarget, szSource))) {
-    // Short texts are done before two calls would be.
-    for (std::size_t i = 0; i < 12; ++i) {
-        if ((pTarget[i] = szSource[i]) == 0) return pTarget;
-    }
-    return copyUnits(pTarget, szSource, std::wcslen(szSource) + 1);
+    vdx::wideKernels().pCopy(pTarget, szSource);
+    return pTarget;
 }
 
 VDX_API wchar_t* wcscat(wchar_t* pTarget,
                         const wchar_t* szSource) noexcept(noexcept(wcscat(pTarget, szSource))) {
-    copyUnits(pTarget + std::wcslen(pTarget), szSource, std::wcslen(szSource) + 1);
+    vdx::wideKernels().pCopy(pTarget + std::wcslen(pTarget), szSource);
     return pTarget;
 }
 
 VDX_API int wcscmp(const wchar_t* szLeft,
                    const wchar_t* szRight) noexcept(noexcept(wcscmp(szLeft, szRight))) {
-    return vdx::compareWide(szLeft, szRight, std::numeric_limits<std::size_t>::max());
+    return vdx::wideKernels().pCompare(szLeft, szRight);
 }
 
 VDX_API int wcscasecmp(const wchar_t* szLeft,
@@ -55,12 +46,14 @@ VDX_API int wcscasecmp(const wchar_t* szLeft,
 
 wchar_t* wcsncpy(wchar_t* pTarget, const wchar_t* szSource, int nCount) {
     const std::size_t nLength = nCount > 0 ? ::wcsnlen(szSource, static_cast<std::size_t>(nCount)) : 0;
-    copyUnits(pTarget, szSource, nLength)[nLength] = 0;
+    std::memcpy(pTarget, szSource, nLength * sizeof(wchar_t));
+    pTarget[nLength] = 0;
     return pTarget;
 }
 
 int wcsncmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {
-    return vdx::compareWide(szLeft, szRight, nCount > 1 ? static_cast<std::size_t>(nCount) - 1 : 0);
+    const std::size_t nLast = nCount > 1 ? static_cast<std::size_t>(nCount) - 1 : 0;
+    return vdx::wideKernels().pCompareUpTo(szLeft, szRight, nLast);
 }
 
 int wcsncasecmp(const wchar_t* szLeft, const wchar_t* szRight, int nCount) {

@@ -14,33 +14,16 @@
 #include <vdx/path.h>
 
 #include "support/ratio.h"
+#include "support/temp_dir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// A directory that goes when the program ends.
-class Scratch {
-public:
-    Scratch() : m_path(fs::temp_directory_path().string() + "/vdx_bench_XXXXXX") {
-        if (!mkdtemp(m_path.data())) abort();
-    }
-    ~Scratch() {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
 // --- A walk over 50,000 files in 500 directories; one file in five is wanted -------
 
 const std::string& tree() {
-    static const Scratch s_scratch;
+    static const TempDir s_scratch;
     static const bool s_bMade = [] {
         const char* const extensions[] = {".txt", ".log", ".cpp", ".h", ".dat"};
         for (int d = 0; d < 500; ++d) {
@@ -139,7 +122,7 @@ MATCH_BENCH(all, "*");
 // --- A copy of 256 MB ------------------------------------------------------------------
 
 const std::string& bigFile() {
-    static const Scratch s_scratch;
+    static const TempDir s_scratch;
     static const std::string s_path = [] {
         std::string path = s_scratch.path() + "/from";
         std::ofstream file(path, std::ios::binary);

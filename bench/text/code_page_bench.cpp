@@ -1,10 +1,8 @@
 // Code page conversions against iconv, with a table of GBK that iconv has made. Every run makes a new
 // result; iconv's handles are opened once.
 #include <iconv.h>
-#include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <random>
 #include <string>
@@ -14,6 +12,7 @@
 #include <vdx/code_page.h>
 
 #include "support/ratio.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -63,11 +62,8 @@ std::string makeTable() {
 
 const chCodePage& gbk() {
     static const chCodePage s_page = [] {
-        const std::string strPath = "/tmp/vdx_bench_" + std::to_string(getpid()) + ".cp";
-        std::ofstream(strPath, std::ios::binary) << makeTable();
-        chCodePage page(strPath);
-        unlink(strPath.c_str());
-        return page;
+        const TempDir dir;
+        return chCodePage(dir.write("table.cp", makeTable()));
     }();
     return s_page;
 }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 #include <cstdio>
 #include <deque>
-#include <filesystem>
 #include <mutex>
 #include <string>
 
@@ -18,6 +17,7 @@
 #include <vdx/trace_helper.h>
 
 #include "support/ratio.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -26,15 +26,8 @@ constexpr int FILES = 5;
 
 // A directory for the length of the program.
 const std::string& folder() {
-    struct Folder {
-        Folder() : path((std::filesystem::temp_directory_path() / "vdx_bench_XXXXXX").string()) {
-            if (!mkdtemp(path.data())) std::abort();
-        }
-        ~Folder() { std::filesystem::remove_all(path); }
-        std::string path;
-    };
-    static const Folder s_folder;
-    return s_folder.path;
+    static const TempDir s_folder;
+    return s_folder.path();
 }
 
 // Standard output goes nowhere for the length of a measurement.

@@ -4,7 +4,7 @@
 #include <pthread.h>
 #include <cstdint>
 
-#if defined(__x86_64__) && defined(__GLIBC__)
+#if defined(__x86_64__) && defined(__LP64__) && defined(__GLIBC__)
 
 // What pthread_self reads: the word at 16 bytes into the thread's control block
 // holds the handle. A call through the symbol table costs a third of an

@@ -36,6 +36,9 @@ case $kind in
       -DCMAKE_CXX_COMPILER_LAUNCHER="$(command -v ccache || true)" >/dev/null
     cmake --build "$work/build" --target consumer -j2 >/dev/null
     program=$work/build/consumer
+    # What the consumer installs is its own affair.
+    cmake --install "$work/build" --prefix "$work/prefix" >/dev/null
+    [ ! -e "$work/prefix" ] || { echo "the consumer installs our files"; exit 1; }
     ;;
 esac
 answer=$("$program")

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "support/guarded_buffer.h"
-#include "text/wide_compare.h"
+#include "text/wide_kernels.h"
 
 namespace {
 
@@ -88,14 +88,16 @@ TEST(WideCompare, EveryWayAgreesAtEveryPlaceAndLimit) {
     WideBuffer right(301);
     for (int i = 0; i <= 300; ++i)
         left[i] = right[i] = 1000 + i;
-    for (const vdx::wideComparison pCompare : vdx::getAllWideComparisons()) {
+    for (const vdx::WideKernels* pKernels : vdx::getAllWideKernels()) {
         for (std::size_t nFrom = 0; nFrom <= 300; nFrom += 7) {
             for (std::size_t nStop = nFrom; nStop <= 300; ++nStop) {
                 for (const wchar_t unit : {L'\0', L'y'}) {
                     right[nStop] = unit;
+                    const wchar_t *pLeft = left.data() + nFrom, *pRight = right.data() + nFrom;
                     const std::size_t nEnd = nStop - nFrom;
+                    ASSERT_EQ(pKernels->pCompare(pLeft, pRight), left[nStop] - unit);
                     for (const std::size_t nLast : {nEnd / 2, nEnd, nEnd + 1, SIZE_MAX}) {
-                        ASSERT_EQ(pCompare(left.data() + nFrom, right.data() + nFrom, nLast),
+                        ASSERT_EQ(pKernels->pCompareUpTo(pLeft, pRight, nLast),
                                   nLast < nEnd ? 0 : left[nStop] - unit);
                     }
                     right[nStop] = left[nStop];
@@ -105,20 +107,26 @@ TEST(WideCompare, EveryWayAgreesAtEveryPlaceAndLimit) {
     }
 }
 
-TEST(WideCopy, CopiesUpToTheGuardPageAtEveryLength) {
-    for (std::size_t nLength = 0; nLength <= 130; ++nLength) {
-        WideBuffer source(nLength + 1);
-        for (std::size_t i = 0; i < nLength; ++i)
-            source[i] = static_cast<wchar_t>(i + 1);
-        source[nLength] = 0;
-        WideBuffer target(nLength + 1);
-        ASSERT_EQ(wcscpy(target.data(), source.data()), target.data());
-        ASSERT_EQ(std::wstring(target.data()), std::wstring(source.data()));
-        WideBuffer appended(nLength + 3);
-        wcscpy(appended.data(), L"ab");
-        ASSERT_EQ(wcscat(appended.data(), source.data()), appended.data());
-        ASSERT_EQ(std::wstring(appended.data()), L"ab" + std::wstring(source.data()));
+TEST(WideCopy, EveryWayCopiesEveryLengthUpToTheGuardPageAndBeforeIt) {
+    WideBuffer sources(400), targets(200);
+    for (const vdx::WideKernels* pKernels : vdx::getAllWideKernels()) {
+        for (std::size_t nLength = 0; nLength <= 130; ++nLength) {
+            for (std::size_t nBehind = 0; nBehind <= 40; ++nBehind) {
+                wchar_t* const pSource = sources.last(nLength + 1 + nBehind);
+                for (std::size_t i = 0; i < nLength; ++i)
+                    pSource[i] = static_cast<wchar_t>(i + 1);
+                std::fill_n(pSource + nLength, nBehind + 1, 0);
+                wchar_t* const pTarget = targets.last(nLength + 1);
+                pKernels->pCopy(pTarget, pSource);
+                ASSERT_EQ(std::wstring_view(pTarget, nLength + 1), std::wstring_view(pSource, nLength + 1))
+                    << nLength << ' ' << nBehind;
+            }
+        }
     }
+    wchar_t text[8] = L"ab";
+    EXPECT_EQ(wcscat(text, L"cd"), text);
+    EXPECT_EQ(wcscpy(text + 4, L"ef"), text + 4);
+    EXPECT_EQ(std::wstring(text), L"abcdef");
 }
 
 TEST(WideCopy, CountedCopyAlwaysTerminatesAndNeverPads) {
