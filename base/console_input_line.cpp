@@ -45,6 +45,26 @@ bool readPlainLine(std::string& strLine) {
     return true;
 }
 
+// Where a key moves the cursor of a line.
+std::string::size_type cursorAfter(int nKey, const std::string& strText, std::string::size_type nCursor) {
+    switch (nKey) {
+        case chKeyLeft:
+        case CONTROL_B:
+            return vdx::characterBefore(strText, nCursor);
+        case chKeyRight:
+        case CONTROL_F:
+            return vdx::nextCharacter(strText, nCursor);
+        case chKeyHome:
+        case CONTROL_A:
+            return 0;
+        case chKeyEnd:
+        case CONTROL_E:
+            return strText.size();
+        default:
+            return nCursor;
+    }
+}
+
 }  // namespace
 
 chConsoleLineInput::chConsoleLineInput(const std::string& strPrompt) : m_strPrompt(strPrompt) {}
@@ -66,53 +86,37 @@ void chConsoleLineInput::erase(std::string::size_type nFrom, std::string::size_t
 }
 
 bool chConsoleLineInput::PutKey(int nKey) {
-    const auto nBefore = vdx::characterBefore(m_strText, m_nCursor);
-    const auto nNext = vdx::nextCharacter(m_strText, m_nCursor);
+    if (nKey == chKeyEnter || nKey == '\r') return true;
+    const std::string::size_type nEnd = m_strText.size();
     switch (nKey) {
-        case chKeyEnter:
-        case '\r':
-            return true;
-        case chKeyLeft:
-        case CONTROL_B:
-            m_nCursor = nBefore;
-            break;
-        case chKeyRight:
-        case CONTROL_F:
-            m_nCursor = nNext;
-            break;
-        case chKeyHome:
-        case CONTROL_A:
-            m_nCursor = 0;
-            break;
-        case chKeyEnd:
-        case CONTROL_E:
-            m_nCursor = m_strText.size();
-            break;
-        case chKeyBackspace:
-        case CONTROL_H:
-            erase(nBefore, m_nCursor);
-            break;
-        case chKeyDelete:
-        case CONTROL_D:
-            erase(m_nCursor, nNext);
-            break;
         case chKeyInsert:
             m_bOverwrite = !m_bOverwrite;
             break;
+        case chKeyBackspace:
+        case CONTROL_H:
+            erase(vdx::characterBefore(m_strText, m_nCursor), m_nCursor);
+            break;
+        case chKeyDelete:
+        case CONTROL_D:
+            erase(m_nCursor, vdx::nextCharacter(m_strText, m_nCursor));
+            break;
         case chKeyEscape:
-            erase(0, m_strText.size());
+            erase(0, nEnd);
             break;
         case CONTROL_U:
             erase(0, m_nCursor);
             break;
         case CONTROL_K:
-            erase(m_nCursor, m_strText.size());
+            erase(m_nCursor, nEnd);
             break;
         case CONTROL_W:
             erase(vdx::wordBefore(m_strText, m_nCursor), m_nCursor);
             break;
         default:
-            if (nKey >= ' ' && nKey <= 255) insert(static_cast<char>(nKey));
+            if (nKey >= ' ' && nKey <= 255)
+                insert(static_cast<char>(nKey));
+            else
+                m_nCursor = cursorAfter(nKey, m_strText, m_nCursor);
     }
     return false;
 }
