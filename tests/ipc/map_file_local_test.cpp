@@ -5,11 +5,11 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <vdx/map_file.h>
 #include <vdx/node_alloc.h>
+
+#include "support/child.h"
 
 namespace {
 
@@ -91,29 +91,20 @@ TEST(MapFileLocal, ManyThreadsOpenAndClose) {
 }
 
 TEST(MapFileLocal, UsableInAForkedChild) {
-    std::atomic<bool> bStop{false};
-    std::thread busy([&] {
-        while (!bStop) {
+    const int nBad = vdxtest::forkWhileBusy(
+        30,
+        [] {
             chMapFile_Local file;
             file.OpenMapFile("fork", 16);
             file.CloseMapFile();
-        }
-    });
-    for (int i = 0; i < 30; ++i) {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            alarm(20);  // A lock held by nobody would wait for ever.
+        },
+        [] {
             chMapFile_Local file;
             const bool bOpen = file.OpenMapFile("child", 16) != nullptr;
             file.CloseMapFile();
-            _exit(bOpen ? 0 : 1);
-        }
-        int nStatus = -1;
-        waitpid(pid, &nStatus, 0);
-        ASSERT_EQ(nStatus, 0);
-    }
-    bStop = true;
-    busy.join();
+            return bOpen;
+        });
+    EXPECT_EQ(nBad, 0);
 }
 
 }  // namespace

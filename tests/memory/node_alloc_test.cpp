@@ -2,14 +2,13 @@
 #include <vdx/node_alloc.h>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <climits>
 #include <cstring>
 #include <functional>
 #include <thread>
 #include <vector>
 
-#include <sys/wait.h>
+#include "support/child.h"
 
 namespace {
 
@@ -88,24 +87,13 @@ TEST(baseDymicAlloc, CountsAreExactWithManyThreads) {
 }
 
 TEST(baseDymicAlloc, ForkWhileAnotherThreadAllocates) {
-    std::atomic<bool> bStop{false};
-    std::thread busy([&] {
-        while (!bStop)
-            baseDymicAlloc::free(baseDymicAlloc::alloc(16));
-    });
-    for (int i = 0; i < 50; ++i) {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            alarm(20);
+    const int nBad = vdxtest::forkWhileBusy(
+        50, [] { baseDymicAlloc::free(baseDymicAlloc::alloc(16)); },
+        [] {
             dymicAllocHelper::getInstance()->countAlloc();
-            _exit(0);
-        }
-        int nStatus = -1;
-        waitpid(pid, &nStatus, 0);
-        EXPECT_EQ(nStatus, 0);
-    }
-    bStop = true;
-    busy.join();
+            return true;
+        });
+    EXPECT_EQ(nBad, 0);
 }
 
 TEST(baseDynamicNodeAlloc_block, BlocksAndNodesLieAsDescribed) {

@@ -3,8 +3,10 @@
 
 #include <sys/wait.h>
 #include <unistd.h>
+#include <atomic>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/temp_dir.h"
@@ -57,6 +59,32 @@ inline ChildResult runProgram(const std::vector<std::string>& args,
         execv(argv[0], argv.data());
         return 98;
     });
+}
+
+// Forks many times while another thread does something over and over. The child, in which that
+// thread is missing, ends with what `inChild` returns; a lock that is held by nobody there would
+// keep it waiting, for 20 s at most. Returns how many did not end with true.
+template <class Busy, class InChild>
+int forkWhileBusy(int nForks, Busy busy, InChild inChild) {
+    std::atomic<bool> bStop{false};
+    std::thread other([&] {
+        while (!bStop)
+            busy();
+    });
+    int nBad = 0;
+    for (int i = 0; i < nForks; ++i) {
+        const pid_t idChild = fork();
+        if (idChild == 0) {
+            alarm(20);
+            _exit(inChild() ? 0 : 1);
+        }
+        int nStatus = -1;
+        waitpid(idChild, &nStatus, 0);
+        nBad += nStatus != 0;
+    }
+    bStop = true;
+    other.join();
+    return nBad;
 }
 
 }  // namespace vdxtest

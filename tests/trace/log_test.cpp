@@ -1,8 +1,6 @@
 // The queue of log records, the system log and the module log.
 #include <vdx/log.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -16,6 +14,7 @@
 #include <vdx/platform.h>
 
 #include "siblings/modulelog/module_log.h"
+#include "support/child.h"
 
 namespace {
 
@@ -144,24 +143,13 @@ TEST(QVLog, ManyThreadsLoseNothing) {
 }
 
 TEST(QVLog, ForkWhileAnotherThreadLogs) {
-    std::atomic<bool> bStop{false};
-    std::thread busy([&] {
-        while (!bStop)
-            qvTrace('D', "m", "text", 0);
-    });
-    for (int i = 0; i < 30; ++i) {
-        const pid_t pid = fork();
-        if (pid == 0) {
-            alarm(20);
+    const int nBad = vdxtest::forkWhileBusy(
+        30, [] { qvTrace('D', "m", "text", 0); },
+        [] {
             qvTrace('D', "child", "text", 0);
-            _exit(0);
-        }
-        int nStatus = -1;
-        waitpid(pid, &nStatus, 0);
-        EXPECT_EQ(nStatus, 0);
-    }
-    bStop = true;
-    busy.join();
+            return true;
+        });
+    EXPECT_EQ(nBad, 0);
     std::list<TraceNode*> records;
     qvGetLog(records, 0);
     freeAll(records);

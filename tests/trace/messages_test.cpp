@@ -153,11 +153,16 @@ TEST(Messages, TraceLinesCarryThePrefix) {
 }
 
 TEST(Messages, AnErrorMessageIsFatal) {
-    const auto result = runInChild([]() -> int { vdxErrorMessage("b.cpp", 9, "state %d", 5); });
+    const TempDir dir;
+    const auto result = runInChild([&]() -> int {
+        setenv("trace", ("9:log:" + (dir / "t")).c_str(), 1);
+        vdxErrorMessage("b.cpp", 9, "state %d", 5);
+    });
     EXPECT_EQ(result.signal(), SIGABRT);
-    EXPECT_TRUE(std::regex_search(
-        result.err, std::regex("^" + quoted(RED) + R"(\] b\.cpp\(9\): \d+\.\d{6} \(\d+:\d+\)state 5\n)")))
-        << result.err;
+    const std::string line = R"(\] b\.cpp\(9\): \d+\.\d{6} \(\d+:\d+\)state 5\n)";
+    EXPECT_TRUE(std::regex_search(result.err, std::regex("^" + quoted(RED) + line + "."))) << result.err;
+    const std::string file = TempDir::read(dir / "t-0.log");  // The line without colours; not the stack.
+    EXPECT_TRUE(matches(file, R"(\[E:)" + line)) << file;
 }
 
 TEST(Messages, ReportingLeavesErrnoAlone) {

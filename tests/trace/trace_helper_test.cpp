@@ -161,6 +161,7 @@ TEST(uCTraceHelper, RedirectionsActOnTheNextLine) {
         vdxTrace(3, "file");
         EXPECT_TRUE(helper().TraceConstString("as it is"));
         vdxWarningMessage("f.cpp", 1, "warned");
+        vdxOutputWarningString("never in the file");
         EXPECT_TRUE(helper().RedirectToShareMemory());
         vdxTrace(3, "queue");
         EXPECT_TRUE(helper().RedirectToConsole());
@@ -185,7 +186,7 @@ TEST(uCTraceHelper, RedirectionsActOnTheNextLine) {
     EXPECT_TRUE(file[0].ends_with(" file"));
     EXPECT_EQ(file[1], "as it is");
     EXPECT_TRUE(file[2].starts_with("[W:] f.cpp(1): ") && file[2].ends_with("warned"));
-    EXPECT_EQ(linesOf(result.err).size(), 2u);  // Each warning once.
+    EXPECT_EQ(linesOf(result.err).size(), 3u);  // Each warning once.
 }
 
 TEST(uCTraceHelper, TracingLeavesErrnoAlone) {

@@ -1,7 +1,6 @@
 // Handles on many threads; cells freed by other threads than took them.
-#include <sys/wait.h>
-#include <unistd.h>
 #include <array>
+#include <atomic>
 #include <barrier>
 #include <cstdlib>
 #include <thread>
@@ -9,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/child.h"
 #include "xml/cell_pool.h"
 #include "xml/xml_support.h"
 
@@ -114,20 +114,10 @@ TEST_F(chXmlThreads, StaticDocumentsDieLate) {
 }
 
 TEST_F(chXmlThreads, AForkedChildCanUseCells) {
-    std::atomic<bool> bStop{false};
-    std::thread busy([&] {
-        while (!bStop)
-            chXmlDocument::ParseDocument("<a><b c='d'/></a>").clone();
-    });
-    for (int i = 0; i < 20; ++i) {
-        const pid_t idChild = fork();
-        if (idChild == 0) _exit(chXmlDocument::ParseDocument("<a><b/></a>").hasChildren() ? 0 : 1);
-        int nStatus = 0;
-        waitpid(idChild, &nStatus, 0);
-        EXPECT_TRUE(WIFEXITED(nStatus) && WEXITSTATUS(nStatus) == 0);
-    }
-    bStop = true;
-    busy.join();
+    const int nBad = vdxtest::forkWhileBusy(
+        20, [] { chXmlDocument::ParseDocument("<a><b c='d'/></a>").clone(); },
+        [] { return chXmlDocument::ParseDocument("<a><b/></a>").hasChildren(); });
+    EXPECT_EQ(nBad, 0);
 }
 
 }  // namespace
