@@ -158,7 +158,10 @@ TEST(NamedEvent, SignalsAndASetClockChangeNoWait) {
     mutex.OpenMutex("signals");
     mutex.Lock(-1);
     std::atomic<bool> bFree{false};
-    std::thread waiter([&] { EXPECT_TRUE(mutex.Lock(1) == 1 && bFree); });
+    std::thread waiter([&] {
+        EXPECT_TRUE(mutex.Lock(1) == 1 && bFree);
+        mutex.Unlock();
+    });
     std::this_thread::sleep_for(milliseconds(30));
     bFree = true;
     mutex.Unlock();

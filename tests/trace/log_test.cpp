@@ -156,6 +156,9 @@ TEST(QVLog, ForkWhileAnotherThreadLogs) {
 }
 
 TEST(QVLog, AForkedChildForgetsTheWaitersOfItsParent) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer starts no thread after such a fork";
+#endif
     std::thread waiter([] {
         std::list<TraceNode*> records;
         qvGetLog(records, 1'000'000);
