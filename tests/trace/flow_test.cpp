@@ -76,5 +76,5 @@ TEST(Flow, ASharedTrace) {
         expected += R"(\[D:Who\?)" + STAMP + std::to_string(i) + "#\n+";  // Moved ones end in a newline, too.
     std::smatch found;
     ASSERT_TRUE(std::regex_match(result.out, found, std::regex(expected))) << result.out;
-    EXPECT_EQ(std::stoi(found[1]) / 100'000, 10);
+    EXPECT_NEAR(std::stoi(found[1]) / 100'000, 10, 1);  // A longer line may push out two.
 }
