@@ -234,16 +234,17 @@ void xmlRecords::destroy(node* pTop) {
 node* xmlRecords::clone(const node* pSource) {
     TreeCopy copy;
     const node* pFrom = pSource;
-    node* pTo = copy.add(nullptr, pSource);
+    node* const pRoot = copy.add(nullptr, pSource);
+    node* pTo = pRoot;
     for (;;) {
         if (pFrom->pFirstChild) {
             pFrom = pFrom->pFirstChild;
         } else {
-            while (pFrom != pSource && !pFrom->pNext) {
+            while (pTo != pRoot && !pFrom->pNext) {
                 pFrom = pFrom->pParent;
                 pTo = pTo->pParent;
             }
-            if (pFrom == pSource) return copy.finish();
+            if (pTo == pRoot) return copy.finish();
             pFrom = pFrom->pNext;
             pTo = pTo->pParent;
         }
