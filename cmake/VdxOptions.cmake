@@ -32,7 +32,12 @@ set(VDX_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   list(APPEND VDX_WARNINGS -Wthread-safety)
 endif()
-if(VDX_WERROR)
+# With the sanitizers' checks in the code g++ 12 takes members of the standard library for uninitialised and moved
+# strings for too short. Which texts it hits changes with the inlining, so there its warnings do not end the build;
+# the same sources are built with -Werror by g++ without sanitizers and by clang.
+if(VDX_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  list(APPEND VDX_WARNINGS -Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow -Wno-restrict)
+elseif(VDX_WERROR)
   list(APPEND VDX_WARNINGS -Werror)
 endif()
 if(VDX_SANITIZE)
@@ -44,11 +49,6 @@ if(VDX_SANITIZE)
   # g++ says so by itself; the tests ask.
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND VDX_SANITIZE MATCHES "address")
     add_compile_definitions(__SANITIZE_ADDRESS__=1)
-  endif()
-  # With the sanitizers' checks in the code g++ 12 takes members of the standard library for uninitialised, and
-  # the buffer inside a moved std::string for the whole of its text.
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    list(APPEND VDX_WARNINGS -Wno-maybe-uninitialized -Wno-array-bounds)
   endif()
 endif()
 find_package(Threads REQUIRED)
