@@ -172,7 +172,9 @@ std::string chTime::Format(const char* szFormat) const {
     fields.tm_mon = date.nMonth - 1;
     fields.tm_year = static_cast<int>(date.nYear - 1900);
     fields.tm_wday = GetDayOfWeek();
-    fields.tm_yday = wrapSub(days, dayNumber(date.nYear, 1, 1));
+    // The rule for day numbers ends 4800 years before our era: taken from a year alike.
+    const std::int64_t nAlike = 2000 + date.nYear % 400;
+    fields.tm_yday = dayNumber(nAlike, date.nMonth, date.nDay) - dayNumber(nAlike, 1, 1);
     char buffer[128];
     return std::string(buffer, strftime(buffer, sizeof buffer, szFormat, &fields));
 }

@@ -67,6 +67,16 @@ int loneEscape(keyBytes& bytes, int cNext) {
     return chKeyEscape;
 }
 
+// The byte c belongs to no sequence: it begins the next key.
+int brokenOff(keyBytes& bytes, int c) {
+    if (c != chKeyNone) bytes.putBack(c);
+    return chKeyUnknown;
+}
+
+bool isFinal(int c) {
+    return c >= 0x40 && c <= 0x7E;
+}
+
 // What follows "CSI", from the byte c on: parameters, then one final byte. Only the first number counts;
 // behind it stand Shift, Control and Alt. Sequences with a private mark ("CSI ?") are no keys.
 int parameterKey(keyBytes& bytes, int c) {
@@ -77,11 +87,7 @@ int parameterKey(keyBytes& bytes, int c) {
         if (c >= '<') bPrivate = true;
         if (bFirst && nNumber < 1000) nNumber = nNumber * 10 + c - '0';
     }
-    if (c == chKeyNone) return chKeyUnknown;
-    if (c != '$' && (c < 0x40 || c > 0x7E)) {
-        bytes.putBack(c);
-        return chKeyUnknown;
-    }
+    if (c != '$' && !isFinal(c)) return brokenOff(bytes, c);
     if (bPrivate) return chKeyUnknown;
     return c == '~' || c == '$' || c == '^' || c == '@' ? numberedKey(nNumber) : letteredKey(c);
 }
@@ -91,6 +97,7 @@ int controlKey(keyBytes& bytes) {
     if (c == chKeyNone) return loneEscape(bytes, '[');
     if (c != '[') return parameterKey(bytes, c);
     const int cConsole = nextInside(bytes);  // The Linux console: "CSI [ A" to "CSI [ E".
+    if (!isFinal(cConsole)) return brokenOff(bytes, cConsole);
     return cConsole >= 'A' && cConsole <= 'E' ? chKeyF1 + cConsole - 'A' : static_cast<int>(chKeyUnknown);
 }
 
@@ -100,6 +107,7 @@ int shiftedKey(keyBytes& bytes) {
     if (c == chKeyNone) return loneEscape(bytes, 'O');
     while (c >= '0' && c <= '9')
         c = nextInside(bytes);  // Shift, Control and Alt, on some terminals.
+    if (!isFinal(c)) return brokenOff(bytes, c);
     if (c == 'M') return chKeyEnter;
     if (c >= 'j' && c <= 'y') return c - 0x40;
     return letteredKey(c);

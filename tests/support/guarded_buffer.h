@@ -3,8 +3,10 @@
 
 #include <sys/mman.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cstddef>
 #include <new>
+#include <span>
 
 // An array of nCount objects that ends where a forbidden page begins: reading or
 // writing past it ends the test.
@@ -29,6 +31,12 @@ public:
     T* data() { return m_pFirst; }
     // Where the last nCount of its objects begin.
     T* last(std::size_t nCount) { return reinterpret_cast<T*>(m_pMapped + m_nUsable) - nCount; }
+    // A copy of some objects in its last places.
+    T* copyOf(std::span<const T> objects) {
+        T* const pFirst = last(objects.size());
+        std::copy(objects.begin(), objects.end(), pFirst);
+        return pFirst;
+    }
     template <class Index>
     T& operator[](Index i) {
         return m_pFirst[i];

@@ -44,8 +44,7 @@ public:
 
     // The state of the terminal, seen from outside.
     termios mode() const {
-        termios state;
-        std::memset(&state, 0, sizeof state);
+        termios state{};
         tcgetattr(m_slave, &state);
         return state;
     }
@@ -56,13 +55,11 @@ public:
                std::memcmp(now.c_cc, m_before.c_cc, sizeof now.c_cc) == 0;
     }
 
-    // Waits (10 s at most) until the terminal is raw, or no longer so.
-    bool waitRaw(bool bRaw = true) const {
-        for (int i = 0; i < 10000; ++i) {
-            if (isRaw() == bRaw) return true;
+    // Waits (10 s at most) until the terminal is raw.
+    bool waitRaw() const {
+        for (int i = 0; i < 10000 && !isRaw(); ++i)
             usleep(1000);
-        }
-        return false;
+        return isRaw();
     }
 
     void send(const std::string& keys) {

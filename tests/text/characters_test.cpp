@@ -1,43 +1,40 @@
-// Character classes, UTF-8 and the small byte functions.
+// Character classes, UTF-8, the small byte functions, splitting into pieces and words.
 #include <vdx/characters.h>
 
+#include <algorithm>
 #include <cctype>
 #include <climits>
 #include <numeric>
+#include <tuple>
 
 #include <gtest/gtest.h>
+#include <vdx/words.h>
+
+using namespace std::string_literals;
 
 namespace {
 
 TEST(Characters, ClassesAgreeWithAsciiForEveryByteAndBeyond) {
-    for (int c = -300; c <= 400; ++c) {
+    std::vector<int> all{INT_MIN, INT_MAX, INT_MIN + 'A', INT_MAX - 255 + 'a'};
+    for (int c = -300; c <= 400; ++c)
+        all.push_back(c);
+    for (const int c : all) {
         SCOPED_TRACE(c);
-        const bool bAscii = c >= 0 && c < 128;
-        EXPECT_EQ(chIsDigit(c), bAscii && std::isdigit(c) ? 1 : 0);
-        EXPECT_EQ(chIsAlpha(c), bAscii && std::isalpha(c) ? 1 : 0);
+        const int cAscii = c >= 0 && c < 128 ? c : 0;
+        EXPECT_EQ(chIsDigit(c), std::isdigit(cAscii) ? 1 : 0);
+        EXPECT_EQ(chIsAlpha(c), std::isalpha(cAscii) ? 1 : 0);
         EXPECT_EQ(chIsWhiteSpace(c), c == 9 || c == 10 || c == 13 || c == 32);
         EXPECT_EQ(chIsPathSeparator(c), c == '/');
-        EXPECT_EQ(chUpper(c), bAscii ? std::toupper(c) : c);
-        EXPECT_EQ(chLower(c), bAscii ? std::tolower(c) : c);
-        EXPECT_EQ(chReverse(c), bAscii && std::islower(c) ? std::toupper(c) : chLower(c));
+        EXPECT_EQ(chUpper(c), std::islower(cAscii) ? c - 32 : c);
+        EXPECT_EQ(chLower(c), std::isupper(cAscii) ? c + 32 : c);
+        EXPECT_EQ(chReverse(c), std::isalpha(cAscii) ? c ^ 32 : c);
     }
-    for (const int c : {INT_MIN, INT_MAX, 0x141, INT_MIN + 'A'}) {
-        SCOPED_TRACE(c);
-        EXPECT_FALSE(chIsAlpha(c));
-        EXPECT_EQ(chUpper(c), c);
-        EXPECT_EQ(chReverse(c), c);
-    }
-}
-
-TEST(Characters, HexadecimalDigitsForEveryByte) {
-    for (int c = CHAR_MIN; c <= CHAR_MAX; ++c) {
+    for (int c = CHAR_MIN; c <= CHAR_MAX; ++c)
         EXPECT_EQ(chIsDigit16(static_cast<char>(c)), c > 0 && std::isxdigit(c) ? 1 : 0) << c;
-    }
 }
 
 TEST(Characters, ClassTablesInOrder) {
-    const std::string lower = "abcdefghijklmnopqrstuvwxyz";
-    const std::string upper = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    const std::string lower = "abcdefghijklmnopqrstuvwxyz", upper = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
     EXPECT_EQ(getTabDigit10(), "0123456789");
     EXPECT_EQ(getTabDigit16(), "0123456789abcdefABCDEF");
     EXPECT_EQ(getTabWhiteSpace(), " \t\r\n");
@@ -45,81 +42,58 @@ TEST(Characters, ClassTablesInOrder) {
     EXPECT_EQ(getTabAlphaLower(), lower);
     EXPECT_EQ(getTabAlphaUpper(), upper);
     EXPECT_EQ(getTabAlphaAll(), lower + upper);
-    EXPECT_EQ(&getTabDigit16(), &getTabDigit16()) << "one table a process";
 }
 
-struct Utf8Case {
-    const char* szLabel;
-    std::string text;
-    int nWord;
-    int nOccupied;  // What the string form of chUTF8Inc appends.
-    int nAdvance;   // By the pointer forms; 0 where the sequence is cut short.
-};
-
-const Utf8Case UTF8_CASES[] = {
-    {"empty", "", 0, 0, 0},
-    {"zero byte", std::string(1, '\0'), 0, 1, 1},
-    {"ASCII", "a\xC3\xA9", 'a', 1, 1},
-    {"two bytes", "\xC3\xA9", 0xE9, 2, 2},
-    {"three bytes", "\xE2\x82\xACx", 0x20AC, 3, 3},
-    {"highest of three", "\xEF\xBF\xBF", 0xFFFF, 3, 3},
-    {"four bytes", "\xF0\x9F\x98\x80", '?', 1, 1},
-    {"continuation first", "\x80z", '?', 1, 1},
-    {"byte FF", "\xFF", '?', 1, 1},
-    {"two bytes, one there", "\xC3", '?', 1, 0},
-    {"three bytes, two there", "\xE2\x82", '?', 1, 0},
-    {"continuation unchecked",
-     "\xC3"
-     "AB",
-     0xC1, 2, 2},
-};
-
+// What the string form of chUTF8Inc appends, and how far the pointer forms go: 0 where a text is cut short.
 TEST(Utf8, DecodesStepsAndCounts) {
-    for (const Utf8Case& row : UTF8_CASES) {
-        SCOPED_TRACE(row.szLabel);
-        EXPECT_EQ(chUTF8Word(row.text), row.nWord);
-        std::string appended = row.text;
-        EXPECT_EQ(chUTF8Inc(appended), row.nWord);
-        EXPECT_EQ(appended, row.text + static_cast<char>(row.nOccupied));
-        if (row.nAdvance == 0) continue;
-        const char* pNext = row.text.data();
-        EXPECT_EQ(chUTF8Word(pNext), row.nWord);
-        EXPECT_EQ(pNext - row.text.data(), row.nAdvance);
-        const char* pStepped = chUTF8Inc(row.text.data());
-        EXPECT_EQ(pStepped, row.text[0] ? row.text.data() + row.nAdvance : nullptr);
+    const std::tuple<const char*, std::string, int, int, int> rows[] = {
+        {"empty", "", 0, 0, 0},
+        {"zero byte", "\0"s, 0, 1, 1},
+        {"ASCII", "a\u00E9", 'a', 1, 1},
+        {"two bytes", "\u00E9", 0xE9, 2, 2},
+        {"three bytes", "\u20ACx", 0x20AC, 3, 3},
+        {"highest of three", "\uFFFF", 0xFFFF, 3, 3},
+        {"four bytes", "\U0001F600", '?', 1, 1},
+        {"continuation first", "\x80z", '?', 1, 1},
+        {"byte FF", "\xFF", '?', 1, 1},
+        {"two bytes, one there", "\xC3", '?', 1, 0},
+        {"three bytes, two there", "\xE2\x82", '?', 1, 0},
+        {"continuation unchecked", "\xC3\x41z", 0xC1, 2, 2},
+    };
+    for (const auto& [szLabel, text, nWord, nOccupied, nAdvance] : rows) {
+        SCOPED_TRACE(szLabel);
+        EXPECT_EQ(chUTF8Word(text), nWord);
+        std::string appended = text;
+        EXPECT_EQ(chUTF8Inc(appended), nWord);
+        EXPECT_EQ(appended, text + static_cast<char>(nOccupied));
+        if (nAdvance == 0) continue;
+        const char* pNext = text.data();
+        EXPECT_EQ(chUTF8Word(pNext), nWord);
+        EXPECT_EQ(pNext - text.data(), nAdvance);
+        EXPECT_EQ(chUTF8Inc(text.data()), text[0] ? pNext : nullptr);
     }
 }
 
 TEST(Utf8, StepsBackOverContinuationBytes) {
-    const struct {
-        const char* szLabel;
-        std::string text;
-        int nFrom;
-        int nTo;  // -1: none.
-    } rows[] = {
-        {"at the start", "a", 0, -1},
-        {"one byte", "a", 1, 0},
-        {"three bytes", "a\xE2\x82\xAC", 4, 1},
-        {"only continuations", "\x80\x80", 2, -1},
-        {"four bytes", "\xF0\x9F\x98\x80", 4, 0},
-        {"inside a sequence", "\xE2\x82\xAC", 2, 0},
+    const std::tuple<std::string, int, int> rows[] = {
+        // From where to where; -1: nowhere.
+        {"a", 0, -1},        {"a", 1, 0},          {"a\u20AC", 4, 1},
+        {"\x80\x80", 2, -1}, {"\U0001F600", 4, 0}, {"\u20AC", 2, 0},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szLabel);
-        const char* pBegin = row.text.data();
-        EXPECT_EQ(chUTF8Dec(pBegin, pBegin + row.nFrom), row.nTo < 0 ? nullptr : pBegin + row.nTo);
+    for (const auto& [text, nFrom, nTo] : rows) {
+        const char* pBegin = text.data();
+        EXPECT_EQ(chUTF8Dec(pBegin, pBegin + nFrom), nTo < 0 ? nullptr : pBegin + nTo) << text << nFrom;
     }
 }
 
 TEST(SwapBytes, ReversesAnyCount) {
+    std::string text(72, ' ');
+    std::iota(text.begin(), text.end(), '0');
     for (int nBytes = -1; nBytes <= 70; ++nBytes) {
-        SCOPED_TRACE(nBytes);
-        unsigned char bytes[72];
-        std::iota(std::begin(bytes), std::end(bytes), static_cast<unsigned char>(1));
-        vdxSwapBytes(bytes, nBytes);
-        for (int i = 0; i < 72; ++i) {
-            EXPECT_EQ(bytes[i], i < nBytes ? nBytes - i : i + 1) << i;
-        }
+        std::string swapped = text;
+        vdxSwapBytes(swapped.data(), nBytes);
+        std::reverse(swapped.begin(), swapped.begin() + std::max(nBytes, 0));
+        EXPECT_EQ(swapped, text) << nBytes;
     }
     vdxSwapBytes(nullptr, INT_MIN);
 }
@@ -136,14 +110,35 @@ int printTo(Char* pBuffer, int nSize, const Char* szFormat, ...) {
 TEST(Vsprintf, BoundedBySizeOfAnyValue) {
     char buffer[8] = ".......";
     EXPECT_EQ(printTo(buffer, 8, "%d-%s", 12, "abcdef"), 9);
-    EXPECT_STREQ(buffer, "12-abcd");
-    for (const int nSize : {0, -1, INT_MIN}) {
+    for (const int nSize : {0, -1, INT_MIN})
         EXPECT_EQ(printTo(buffer, nSize, "%s", "zzz"), 3);
-        EXPECT_STREQ(buffer, "12-abcd");
-    }
+    EXPECT_STREQ(buffer, "12-abcd");
     wchar_t wide[4] = L"...";
     EXPECT_EQ(printTo(wide, 4, L"x"), -1);
     EXPECT_EQ(wide[0], L'.');
+}
+
+using Texts = std::vector<std::string>;
+
+TEST(TextBreak, CutsAtEverySeparator) {
+    const std::tuple<std::string, std::string, Texts> rows[] = {
+        {"", ";", {}},
+        {"abc", "", {"abc"}},
+        {";a;;b", ";", {"", "a", "", "b"}},
+        {"a;;", ";", {"a", ""}},
+        {";", ";", {""}},
+        {"a,b;c\xFF", ",;\xFF", {"a", "b", "c"}},
+        {"a\0b;"s, "\0"s, {"a", "b;"}},
+    };
+    for (const auto& [text, separators, pieces] : rows)
+        EXPECT_EQ(vdxTextBreak(text, separators), pieces) << text;
+}
+
+TEST(GetWords, SplitsAtRunsOfWhiteSpace) {
+    EXPECT_EQ(vdxGetWords(""), Texts{});
+    EXPECT_EQ(vdxGetWords(" \t\r\n"), Texts{});
+    EXPECT_EQ(vdxGetWords("  two \t words\r\n"), (Texts{"two", "words"}));
+    EXPECT_EQ(vdxGetWords("a\vb\f\0 \xFF"s), (Texts{"a\vb\f\0"s, "\xFF"}));
 }
 
 }  // namespace

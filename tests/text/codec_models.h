@@ -7,101 +7,82 @@
 
 using byteVector = std::vector<unsigned char>;
 
-inline int modelDigit(char c) {
-    const auto n =
-        std::string_view("0123456789abcdef").find(c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c);
-    return n == std::string_view::npos ? -1 : static_cast<int>(n);
+inline unsigned char modelByte(std::size_t n) {
+    return static_cast<unsigned char>(n);
 }
 
-inline std::string modelHex(std::string_view strBytes, const char* szAfter) {
+// The value of a character in an alphabet; 255: none.
+inline unsigned modelValue(std::string_view strAlphabet, char c) {
+    return modelByte(strAlphabet.find(c));
+}
+
+inline unsigned modelDigit(char c) {
+    return modelValue("0123456789abcdef", c >= 'A' && c <= 'F' ? static_cast<char>(c + 32) : c);
+}
+
+inline std::string modelHex(std::string_view strBytes, const char* szAfter = "") {
     std::string strText;
     for (const char c : strBytes) {
-        const auto n = static_cast<unsigned char>(c);
-        strText += "0123456789ABCDEF"[n / 16];
-        strText += "0123456789ABCDEF"[n % 16];
+        strText += "0123456789ABCDEF"[modelByte(static_cast<std::size_t>(c)) / 16];
+        strText += "0123456789ABCDEF"[c & 15];
         strText += szAfter;
     }
     return strText;
 }
 
-inline byteVector modelText2Bin(std::string_view strText) {
+// Another character ends a byte where digits are separated, else it is passed over; a digit alone at the
+// end is dropped where they are separated, else it is a byte.
+inline byteVector modelFromHex(std::string_view strText, bool bSeparated) {
     byteVector bytes;
-    int nPending = -1;
+    unsigned nPending = 255;
     for (const char c : strText) {
-        const int nDigit = modelDigit(c);
-        if (nDigit >= 0 && nPending < 0) {
+        const unsigned nDigit = modelDigit(c);
+        if (nPending == 255) {
             nPending = nDigit;
-            continue;
-        }
-        if (nDigit >= 0)
-            bytes.push_back(static_cast<unsigned char>(nPending * 16 + nDigit));
-        else if (nPending >= 0)
-            bytes.push_back(static_cast<unsigned char>(nPending));
-        nPending = -1;
-    }
-    return bytes;
-}
-
-inline byteVector modelBase162Bin(std::string_view strText) {
-    byteVector bytes;
-    int nPending = -1;
-    for (const char c : strText) {
-        const int nDigit = modelDigit(c);
-        if (nDigit < 0) continue;
-        if (nPending < 0) {
-            nPending = nDigit;
-        } else {
-            bytes.push_back(static_cast<unsigned char>(nPending * 16 + nDigit));
-            nPending = -1;
+        } else if (nDigit != 255 || bSeparated) {
+            bytes.push_back(modelByte(nDigit == 255 ? nPending : nPending * 16 + nDigit));
+            nPending = 255;
         }
     }
-    if (nPending >= 0) bytes.push_back(static_cast<unsigned char>(nPending));
+    if (nPending != 255 && !bSeparated) bytes.push_back(modelByte(nPending));
     return bytes;
 }
 
 inline byteVector modelFetch(std::string_view strText) {
     byteVector bytes;
-    for (std::size_t i = 0; i + 1 < strText.size(); i += 2) {
-        const int nHigh = modelDigit(strText[i]) & 255;
-        const int nLow = modelDigit(strText[i + 1]) & 255;
-        bytes.push_back(static_cast<unsigned char>(nHigh * 16 | nLow));
-    }
+    for (std::size_t i = 0; i + 1 < strText.size(); i += 2)
+        bytes.push_back(modelByte(modelDigit(strText[i]) * 16 | modelDigit(strText[i + 1])));
     return bytes;
 }
 
-inline std::string_view modelAlphabet() {
-    return "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-}
+inline constexpr std::string_view s_strModelBase64 =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// Base-64 as strings of bits.
-inline std::string modelBin2Base64(std::string_view strBytes) {
-    std::string strBits, strText;
-    for (const char c : strBytes)
-        for (int i = 7; i >= 0; --i)
-            strBits += (c >> i & 1) != 0 ? '1' : '0';
-    while (strBits.size() % 6 != 0)
-        strBits += '0';
-    for (std::size_t i = 0; i < strBits.size(); i += 6)
-        strText += modelAlphabet()[std::stoul(strBits.substr(i, 6), nullptr, 2)];
+inline std::string modelBase64(std::string_view strBytes) {
+    std::string strText;
+    std::size_t nBits = 0, nPending = 0;
+    for (const char c : strBytes) {
+        nBits = nBits << 8 | modelByte(static_cast<std::size_t>(c));
+        for (nPending += 8; nPending >= 6; nPending -= 6)
+            strText += s_strModelBase64[nBits >> (nPending - 6) & 63];
+    }
+    if (nPending != 0) strText += s_strModelBase64[nBits << (6 - nPending) & 63];
     while (strText.size() % 4 != 0)
         strText += '=';
     return strText;
 }
 
-inline byteVector modelBase642Bin(std::string_view strText) {
-    std::vector<bool> bits;
-    for (const char c : strText.substr(0, strText.find('='))) {
-        const auto nValue = modelAlphabet().find(c);
-        if (nValue == std::string_view::npos) continue;
-        for (int i = 5; i >= 0; --i)
-            bits.push_back((nValue >> i & 1) != 0);
-    }
+inline byteVector modelFromBase64(std::string_view strText) {
     byteVector bytes;
-    for (std::size_t i = 0; i + 8 <= bits.size(); i += 8) {
-        unsigned nByte = 0;
-        for (std::size_t j = 0; j < 8; ++j)
-            nByte = nByte * 2 + (bits[i + j] ? 1 : 0);
-        bytes.push_back(static_cast<unsigned char>(nByte));
+    std::size_t nBits = 0, nPending = 0;
+    for (const char c : strText.substr(0, strText.find('='))) {
+        const unsigned nValue = modelValue(s_strModelBase64, c);
+        if (nValue == 255) continue;
+        nBits = nBits << 6 | nValue;
+        nPending += 6;
+        if (nPending < 8) continue;
+        nPending -= 8;
+        bytes.push_back(modelByte(nBits >> nPending));
     }
     return bytes;
 }

@@ -3,108 +3,96 @@
 
 #include <climits>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-// A surface of characters with a margin all round that nothing may touch.
+// A surface of 6 x 5 characters with a margin all round that nothing may touch.
 struct Surface {
-    static constexpr int MARGIN = 3;
-    int nWidth, nRows, nPitch;
-    std::string bytes;
+    static constexpr int WIDTH = 6, ROWS = 5, MARGIN = 3, PITCH = WIDTH + 2 * MARGIN;
+    std::string bytes = std::string(PITCH * (ROWS + 2 * MARGIN), '#');
 
-    Surface(int width, int rows, char fill)
-        : nWidth(width),
-          nRows(rows),
-          nPitch(width + 2 * MARGIN),
-          bytes(static_cast<std::size_t>(nPitch * (rows + 2 * MARGIN)), '#') {
-        for (int y = 0; y < rows; ++y)
-            for (int x = 0; x < width; ++x)
-                at(x, y) = fill == 0 ? static_cast<char>('a' + (x + y * width) % 26) : fill;
+    explicit Surface(char first) {
+        for (int i = 0; i < WIDTH * ROWS; ++i)
+            at(i % WIDTH, i / WIDTH) = static_cast<char>(first + i);
     }
-    char& at(int x, int y) { return bytes[static_cast<std::size_t>((y + MARGIN) * nPitch + x + MARGIN)]; }
+    char& at(int x, int y) { return bytes[static_cast<std::size_t>((y + MARGIN) * PITCH + x + MARGIN)]; }
+    static bool has(int x, int y) { return x >= 0 && y >= 0 && x < WIDTH && y < ROWS; }
+};
+
+struct Place {
+    int x, y;
 };
 
 // The same copy a byte at a time.
-bool plainClipCopy(Surface& target, int nTargetX, int nTargetY, Surface source, int nSourceX, int nSourceY,
-                   int nWidth, int nRows) {
+bool plainClipCopy(Surface& target, Place to, Surface source, Place from, int nSize) {
     bool bAny = false;
-    for (int y = 0; y < nRows; ++y) {
-        for (int x = 0; x < nWidth; ++x) {
-            const int tx = nTargetX + x, ty = nTargetY + y, sx = nSourceX + x, sy = nSourceY + y;
-            if (tx < 0 || ty < 0 || sx < 0 || sy < 0) continue;
-            if (tx >= target.nWidth || ty >= target.nRows || sx >= source.nWidth || sy >= source.nRows)
-                continue;
-            target.at(tx, ty) = source.at(sx, sy);
+    for (int y = 0; y < nSize; ++y) {
+        for (int x = 0; x < nSize; ++x) {
+            if (!Surface::has(to.x + x, to.y + y) || !Surface::has(from.x + x, from.y + y)) continue;
+            target.at(to.x + x, to.y + y) = source.at(from.x + x, from.y + y);
             bAny = true;
         }
     }
     return bAny;
 }
 
-bool clipCopy(Surface& target, int nTargetX, int nTargetY, Surface& source, int nSourceX, int nSourceY,
-              int nWidth, int nRows) {
-    return vdxClipMemcpy2D(&target.at(0, 0), target.nPitch, target.nWidth, target.nRows, nTargetX, nTargetY,
-                           &source.at(0, 0), source.nPitch, source.nWidth, source.nRows, nSourceX, nSourceY,
-                           nWidth, nRows);
+bool clipCopy(Surface& target, Place to, Surface& source, Place from, int nSize) {
+    return vdxClipMemcpy2D(&target.at(0, 0), Surface::PITCH, Surface::WIDTH, Surface::ROWS, to.x, to.y,
+                           &source.at(0, 0), Surface::PITCH, Surface::WIDTH, Surface::ROWS, from.x, from.y,
+                           nSize, nSize);
 }
 
 TEST(Memcpy2D, ClipsToBothSurfacesAndOverlapsLikeThroughAThirdPlace) {
-    for (int nTargetX = -3; nTargetX <= 5; ++nTargetX) {
-        for (int nTargetY = -3; nTargetY <= 5; ++nTargetY) {
-            for (int nSourceX = -2; nSourceX <= 4; nSourceX += 3) {
-                for (int nSourceY = -2; nSourceY <= 4; nSourceY += 3) {
-                    for (const int nSize : {-1, 0, 1, 4, 9}) {
-                        Surface ours(5, 4, '.'), expected(5, 4, '.'), source(6, 3, 0);
-                        const bool bCopied =
-                            clipCopy(ours, nTargetX, nTargetY, source, nSourceX, nSourceY, nSize, nSize);
-                        EXPECT_EQ(bCopied, plainClipCopy(expected, nTargetX, nTargetY, source, nSourceX,
-                                                         nSourceY, nSize, nSize));
-                        ASSERT_EQ(ours.bytes, expected.bytes);
-                        Surface within(6, 5, 0), moved(6, 5, 0);
-                        clipCopy(within, nTargetX, nTargetY, within, nSourceX, nSourceY, nSize, nSize);
-                        plainClipCopy(moved, nTargetX, nTargetY, moved, nSourceX, nSourceY, nSize, nSize);
-                        ASSERT_EQ(within.bytes, moved.bytes);
-                    }
-                }
-            }
+    constexpr int PLACES = 9;  // -2 to 6.
+    for (int i = 0; i < PLACES * PLACES * PLACES * PLACES; ++i) {
+        const Place to{i % PLACES - 2, i / PLACES % PLACES - 2};
+        const Place from{i / PLACES / PLACES % PLACES - 2, i / PLACES / PLACES / PLACES - 2};
+        for (const int nSize : {-1, 0, 1, 4, 9}) {
+            Surface target('A'), expected('A'), source('a'), within('a'), moved('a');
+            EXPECT_EQ(clipCopy(target, to, source, from, nSize),
+                      plainClipCopy(expected, to, source, from, nSize));
+            ASSERT_EQ(target.bytes, expected.bytes);
+            clipCopy(within, to, within, from, nSize);
+            plainClipCopy(moved, to, moved, from, nSize);
+            ASSERT_EQ(within.bytes, moved.bytes);
         }
     }
 }
 
 TEST(Memcpy2D, ExtremePlacesCopyNothingOrWhatIsInside) {
-    Surface target(5, 4, '.'), source(5, 4, 0);
-    const std::string before = target.bytes;
+    Surface target('A'), source('a');
     for (const int nFar : {INT_MIN, INT_MIN + 1, INT_MAX - 1, INT_MAX}) {
-        EXPECT_FALSE(clipCopy(target, nFar, 0, source, 0, 0, 5, 4));
-        EXPECT_FALSE(clipCopy(target, 0, 0, source, 0, nFar, 5, 4));
-        EXPECT_FALSE(clipCopy(target, nFar, nFar, source, nFar, nFar, 5, 4));
+        EXPECT_FALSE(clipCopy(target, {nFar, 0}, source, {0, 0}, INT_MAX));
+        EXPECT_FALSE(clipCopy(target, {0, 0}, source, {0, nFar}, INT_MAX));
+        EXPECT_FALSE(clipCopy(target, {nFar, nFar}, source, {nFar, nFar}, INT_MAX));
     }
-    EXPECT_EQ(target.bytes, before);
-    EXPECT_TRUE(clipCopy(target, 0, 0, source, 0, 0, INT_MAX, INT_MAX));
+    EXPECT_EQ(target.bytes, Surface('A').bytes);
+    EXPECT_TRUE(clipCopy(target, {0, 0}, source, {0, 0}, INT_MAX));
     EXPECT_EQ(target.bytes, source.bytes);
 }
 
-TEST(Memcpy2D, NegativePitchTurnsTheRowsOver) {
-    const std::string source = "aabbcc";
-    std::string target(6, '.');
-    vdxMemcpy2D(target.data(), 2, source.data() + 4, -2, 2, 3);
-    EXPECT_EQ(target, "ccbbaa");
-    std::string wide = "ab..cd..ef..";
-    vdxMemcpy2D(target.data(), 2, wide.data(), 4, 2, 3);
-    EXPECT_EQ(target, "abcdef");
-    vdxMemcpy2D(target.data(), 2, wide.data(), 4, 0, 3);
-    vdxMemcpy2D(target.data(), 2, wide.data(), 4, 2, -1);
-    EXPECT_EQ(target, "abcdef");
-    // Within one surface that goes upwards.
-    std::string column = "1234";
-    vdxMemcpy2D(column.data() + 2, -1, column.data() + 3, -1, 1, 3);
-    EXPECT_EQ(column, "2344");
-    column = "1234";
-    vdxMemcpy2D(column.data() + 3, -1, column.data() + 2, -1, 1, 3);
-    EXPECT_EQ(column, "1123");
+TEST(Memcpy2D, PitchesOfAnySign) {
+    const struct {
+        const char* szLabel;
+        int nTo, nToPitch, nFrom, nFromPitch, nWidth, nRows;
+        std::string expected;
+    } rows[] = {
+        {"one piece", 6, 2, 0, 2, 2, 3, "aabbccaabbcc"},
+        {"turned over", 6, 2, 4, -2, 2, 3, "aabbccccbbaa"},
+        {"two pitches", 6, 2, 0, 4, 2, 2, "aabbccaaccCC"},
+        {"upwards in itself", 2, -1, 4, -1, 1, 3, "bbcbccAABBCC"},
+        {"upwards, other way", 4, -1, 2, -1, 1, 3, "aaaabcAABBCC"},
+        {"no width", 6, 2, 0, 2, 0, 3, "aabbccAABBCC"},
+        {"less than no rows", 6, 2, 0, 2, 2, -1, "aabbccAABBCC"},
+    };
+    for (const auto& row : rows) {
+        std::string bytes = "aabbccAABBCC";
+        vdxMemcpy2D(&bytes[static_cast<std::size_t>(row.nTo)], row.nToPitch,
+                    &bytes[static_cast<std::size_t>(row.nFrom)], row.nFromPitch, row.nWidth, row.nRows);
+        EXPECT_EQ(bytes, row.expected) << row.szLabel;
+    }
 }
 
 }  // namespace
