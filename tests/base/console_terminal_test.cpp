@@ -44,12 +44,6 @@ int sayLines() {
     return 0;
 }
 
-void sayMode(int = 0) {
-    termios mode;
-    tcgetattr(STDIN_FILENO, &mode);
-    say((mode.c_lflag & ICANON) != 0 ? "mode: lines" : "mode: keys");
-}
-
 }  // namespace
 
 TEST(chStdInput, KeysOfATerminal) {
@@ -93,6 +87,16 @@ TEST(chStdInput, WaitsNoLongerThanToldAndIsRawUntilExit) {
 
 // The thread sanitizer holds signals back while a thread waits in select.
 #if !defined(__SANITIZE_THREAD__)
+
+namespace {
+
+void sayMode(int = 0) {
+    termios mode;
+    tcgetattr(STDIN_FILENO, &mode);
+    say((mode.c_lflag & ICANON) != 0 ? "mode: lines" : "mode: keys");
+}
+
+}  // namespace
 
 TEST(chStdInput, EndsWithTheTerminal) {
     Terminal terminal;

@@ -33,7 +33,9 @@ TEST(chCriticalSection, UnlockOfAFreeLockOnlyWarns) {
         lock.Lock();
         lock.Unlock();
         lock.Unlock();
-        return lock.Lock() ? 0 : 1;  // The mutex itself was left alone.
+        const bool bFree = lock.Lock();  // The mutex itself was left alone.
+        lock.Unlock();
+        return bFree ? 0 : 1;
     });
     EXPECT_EQ(result.exitCode(), 0);
     EXPECT_TRUE(result.err.starts_with("[\x1b[1;33mW:\x1b[00m] ")) << result.err;

@@ -157,17 +157,17 @@ TEST(chTime, FormatsUpTo127Characters) {
 
 TEST(LocalTime, AgreesWithTheCLibraryInEveryZone) {
     for (const char* szZone : {"Asia/Kathmandu", "America/St_Johns", "UTC"}) {
-        const time_t nSet = time(nullptr);
+        timeval set{}, before{}, after{};
+        gettimeofday(&set, nullptr);  // Not time, which may still be in the second before.
         setenv("TZ", szZone, 1);
         tzset();
-        timeval before{}, after{};
         SYSTEMTIME now{};
         do {  // The zone is looked at once a second: a later one, and the same for both readings.
             vdxSleep(10);
             gettimeofday(&before, nullptr);
             vdxGetLocalTime(&now);
             gettimeofday(&after, nullptr);
-        } while (before.tv_sec == nSet || before.tv_sec != after.tv_sec);
+        } while (before.tv_sec == set.tv_sec || before.tv_sec != after.tv_sec);
         tm fields{};
         char szExpected[80], szNow[80];
         strftime(szExpected, sizeof szExpected, "%Y-%m-%d %w %H:%M:%S", localtime_r(&before.tv_sec, &fields));

@@ -57,13 +57,12 @@ protected:
         const std::string_view strGuarded(m_in.copyOf(strText), strText.size());
         char* const pOut = m_out.last(fetched.size());
         for (const codecKernels* pSet : getAllCodecKernels()) {
-            SCOPED_TRACE(pSet->szName + (": " + strText));
-            ASSERT_EQ(codecText2Bin(*pSet, strGuarded), separated);
-            ASSERT_EQ(codecBase162Bin(*pSet, strGuarded), packed);
-            ASSERT_EQ(codecBase642Bin(*pSet, strGuarded), base64);
+            ASSERT_EQ(codecText2Bin(*pSet, strGuarded), separated) << pSet->szName << ": " << strText;
+            ASSERT_EQ(codecBase162Bin(*pSet, strGuarded), packed) << pSet->szName << ": " << strText;
+            ASSERT_EQ(codecBase642Bin(*pSet, strGuarded), base64) << pSet->szName << ": " << strText;
             if (strText.size() % 2 != 0) continue;
             ASSERT_TRUE(codecFetchBase16(*pSet, strGuarded, pOut, static_cast<int>(fetched.size())));
-            ASSERT_TRUE(std::equal(fetched.begin(), fetched.end(), reinterpret_cast<std::uint8_t*>(pOut)));
+            ASSERT_EQ(byteVector(pOut, pOut + fetched.size()), fetched) << pSet->szName << ": " << strText;
         }
     }
 
@@ -85,10 +84,12 @@ TEST_F(codecKernelsTest, DecodersEqualTheRulesWithAForeignCharacterAnywhere) {
         for (std::string strText : cleanTexts(n)) {
             strText.resize(std::min(n, strText.size()));  // All lengths, not those of whole bytes only.
             ASSERT_NO_FATAL_FAILURE(checkDecoders(strText));
-            for (char& c : strText) {
-                const char cKept = std::exchange(c, strForeign[m_random() % strForeign.size()]);
+            // All places in the first block of the widest set, with others behind them, are among these.
+            const std::size_t nStep = n < 110 ? 1 : 3;
+            for (std::size_t i = n % nStep; i < strText.size(); i += nStep) {
+                const char cKept = std::exchange(strText[i], strForeign[m_random() % strForeign.size()]);
                 ASSERT_NO_FATAL_FAILURE(checkDecoders(strText));
-                c = cKept;
+                strText[i] = cKept;
             }
         }
     }
