@@ -48,11 +48,13 @@ void log(CFStringRef format, const std::string& text) {
     CFRelease(string);
 }
 
+// A program outside a bundle has the name of its file.
 std::string executableName() {
     CFBundleRef bundle = CFBundleGetMainBundle();
-    if (!bundle) return {};
-    return toText(
-        static_cast<CFStringRef>(CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("CFBundleExecutable"))));
+    const void* pName =
+        bundle ? CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("CFBundleExecutable")) : nullptr;
+    const std::string name = toText(static_cast<CFStringRef>(pName));
+    return name.empty() ? pathGetFileName(vdxGetExeFileName()) : name;
 }
 
 }  // namespace

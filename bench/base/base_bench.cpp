@@ -11,6 +11,7 @@
 #include <vdx/platform.h>
 #include <vdx/time.h>
 
+#include "support/lock_loop.h"
 #include "support/ratio.h"
 
 namespace {
@@ -70,12 +71,7 @@ struct VdxShared : xReadWriteLock {
 template <class Mutex>
 void BM_Lock(benchmark::State& state) {
     static Mutex s_mutex;
-    static long s_nCount;
-    for (auto _ : state) {
-        s_mutex.lock();
-        benchmark::DoNotOptimize(++s_nCount);
-        s_mutex.unlock();
-    }
+    vdx::bench::lockAndUnlock(state, s_mutex);
 }
 BENCHMARK(BM_Lock<VdxMutex>);
 BENCHMARK(BM_Lock<std::mutex>);

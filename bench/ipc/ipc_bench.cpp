@@ -16,6 +16,7 @@
 #include <vdx/named_object.h>
 #include <vdx/sync.h>
 
+#include "support/lock_loop.h"
 #include "support/ratio.h"
 
 namespace {
@@ -125,12 +126,7 @@ struct VdxMutex {
 template <class Mutex>
 void BM_Mutex(benchmark::State& state) {
     static Mutex s_mutex;
-    static long s_nCount;
-    for (auto _ : state) {
-        s_mutex.lock();
-        benchmark::DoNotOptimize(++s_nCount);
-        s_mutex.unlock();
-    }
+    vdx::bench::lockAndUnlock(state, s_mutex);
 }
 BENCHMARK(BM_Mutex<VdxMutex>);
 BENCHMARK(BM_Mutex<std::recursive_mutex>);
@@ -139,13 +135,8 @@ VDX_FIGURE("Named mutex, uncontended", "BM_Mutex<VdxMutex>", {"BM_Mutex<std::rec
 template <class Mutex>
 void BM_MutexTwice(benchmark::State& state) {
     static Mutex s_mutex;
-    static long s_nCount;
     s_mutex.lock();
-    for (auto _ : state) {
-        s_mutex.lock();
-        benchmark::DoNotOptimize(++s_nCount);
-        s_mutex.unlock();
-    }
+    vdx::bench::lockAndUnlock(state, s_mutex);
     s_mutex.unlock();
 }
 BENCHMARK(BM_MutexTwice<VdxMutex>);

@@ -18,3 +18,7 @@ inline Bytes randomBytes(std::size_t n, unsigned nSeed = 1) {
 inline int sizeOf(const Bytes& bytes) {
     return static_cast<int>(bytes.size());
 }
+
+inline const unsigned char* bytesOf(const char* sz) {
+    return reinterpret_cast<const unsigned char*>(sz);
+}

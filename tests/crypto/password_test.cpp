@@ -11,10 +11,6 @@
 
 namespace {
 
-const unsigned char* bytesOf(const char* sz) {
-    return reinterpret_cast<const unsigned char*>(sz);
-}
-
 // The scheme from its parts.
 Bytes cascade(const Bytes& plain, const unsigned char* key, int nKeySize) {
     Bytes bytes = aesEncrypt(key, nKeySize).Encrypt(plain.data(), sizeOf(plain), PaddingZeros);
@@ -26,63 +22,50 @@ std::string textOf(const Bytes& bytes) {
     return vdxBin2Base64(bytes.data(), sizeOf(bytes));
 }
 
-std::string password(std::size_t n) {
-    std::string strText;
-    for (std::size_t i = 0; i < n; ++i)
-        strText += static_cast<char>(1 + i * 7 % 255);
-    return strText;
-}
-
-TEST(pswEncrypt, ShapesOfTheText) {
-    EXPECT_EQ(pswEncrypt(""), "");
-    for (std::size_t n = 1; n <= 32; ++n) {
-        const std::string strText = pswEncrypt(password(n));
-        EXPECT_EQ(strText.size(), n <= 16 ? 24U : 44U);
-        EXPECT_TRUE(strText.ends_with(n <= 16 ? "==" : "=")) << strText;
-    }
-}
-
-// On both sides of the length up to which the key stream is kept.
+// On both sides of the length up to which the default key's stream is kept.
 TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
     const Bytes key = randomBytes(300);
-    struct {
-        const unsigned char* key;
-        int nSize;
-    } const keys[] = {{nullptr, 0},     {nullptr, 99},     {key.data(), 16},  {key.data(), 24},
-                      {key.data(), 32}, {key.data(), 0},   {key.data(), -5},  {key.data(), 5},
-                      {key.data(), 17}, {key.data(), 240}, {key.data(), 300}, {key.data(), INT_MIN}};
+    const std::pair<const unsigned char*, int> keys[] = {
+        {nullptr, 99},   {key.data(), 16}, {key.data(), 24},  {key.data(), 32},
+        {key.data(), 0}, {key.data(), 17}, {key.data(), 300}, {key.data(), INT_MIN}};
     for (const std::size_t n : {1U, 15U, 16U, 17U, 255U, 256U, 257U, 5000U}) {
-        const std::string strPlain = password(n);
+        const std::string strPlain(n, 'p');
         Bytes plain(strPlain.begin(), strPlain.end());
-        for (const auto& k : keys) {
-            SCOPED_TRACE(std::to_string(n) + " key " + std::to_string(k.nSize));
-            const Bytes expected = cascade(plain, k.key, k.nSize);
-            EXPECT_EQ(pswEncryptEx(strPlain, k.key, k.nSize), textOf(expected));
-            EXPECT_EQ(pswDecryptEx(textOf(expected), k.key, k.nSize), strPlain);
-            EXPECT_EQ(pswEncryptEx(plain.data(), sizeOf(plain), k.key, k.nSize), expected);
-            EXPECT_EQ(plain, Bytes(strPlain.begin(), strPlain.end()));
-            Bytes modified = expected;
-            Bytes padded = plain;
+        for (const auto& [pKey, nKey] : keys) {
+            SCOPED_TRACE(std::to_string(n) + " key " + std::to_string(nKey));
+            const Bytes expected = cascade(plain, pKey, nKey);
+            EXPECT_EQ(pswEncryptEx(strPlain, pKey, nKey), textOf(expected));
+            EXPECT_EQ(pswDecryptEx(textOf(expected), pKey, nKey), strPlain);
+            EXPECT_EQ(pswEncryptEx(plain.data(), sizeOf(plain), pKey, nKey), expected);
+            Bytes modified = expected, padded = plain;
             padded.resize(expected.size());
-            EXPECT_EQ(pswDecryptEx(modified.data(), sizeOf(modified), k.key, k.nSize), padded);
-            EXPECT_NE(modified, expected);
+            EXPECT_EQ(pswDecryptEx(modified.data(), sizeOf(modified), pKey, nKey), padded);
+            EXPECT_NE(modified, expected) << "kept: the caller's bytes go through RC4";
         }
         EXPECT_EQ(pswEncrypt(strPlain), pswEncryptEx(strPlain, nullptr, 0));
         EXPECT_EQ(pswDecrypt(pswEncrypt(strPlain)), strPlain);
     }
+    EXPECT_EQ(pswEncrypt(""), "");
 }
 
-// What is remembered of a default key must not outlive its bytes.
-TEST(pswEncrypt, FollowsTheDefaultKey) {
-    char key[] = "first key, 16 by";
-    const std::string strUsual = pswEncrypt("secret");
-    szMorvaneKey = key;
-    EXPECT_EQ(pswEncrypt("secret"), pswEncryptEx("secret", bytesOf(key), 16));
-    EXPECT_NE(pswEncrypt("secret"), strUsual);
-    key[15] = 'x';
-    EXPECT_EQ(pswEncrypt("secret"), pswEncryptEx("secret", bytesOf(key), 16));
+// The key may point elsewhere or its bytes may change: what is remembered of it must not outlive them.
+TEST(DefaultKey, IsReadAtEachUse) {
+    const auto secrets = [](const unsigned char* key) {
+        Bytes data(32, 'd');
+        rc4Transfer(key, 16).Transfer(data.data(), 16);
+        Bytes secret = aesEncrypt(key, 16).Encrypt(data.data(), 32, PaddingZeros);
+        return textOf(secret) + pswEncryptEx("secret", key, 16);
+    };
+    char own[] = "first key, 16 by";
+    const std::string strUsual = secrets(bytesOf("QuietHarborLamps"));
+    EXPECT_EQ(secrets(nullptr), strUsual);
+    szMorvaneKey = own;
+    EXPECT_EQ(secrets(nullptr), secrets(bytesOf(own)));
+    own[15] = 'x';
+    EXPECT_EQ(secrets(nullptr), secrets(bytesOf(own)));
+    EXPECT_NE(secrets(nullptr), strUsual);
     szMorvaneKey = nullptr;
-    EXPECT_EQ(pswEncrypt("secret"), strUsual);
+    EXPECT_EQ(secrets(nullptr), strUsual);
 }
 
 TEST(pswDecrypt, TextThatIsNoCipherText) {
@@ -97,18 +80,16 @@ TEST(pswDecrypt, TextThatIsNoCipherText) {
 }
 
 TEST(pswDecryptEx, BadLengthsOfBytes) {
+    Bytes data = randomBytes(37), stream = data;
     for (const int nSize : {INT_MIN, -1, 0}) {
-        Bytes data(4, 9);
         EXPECT_TRUE(pswEncryptEx(data.data(), nSize, nullptr, 0).empty());
         EXPECT_TRUE(pswDecryptEx(data.data(), nSize, nullptr, 0).empty());
-        EXPECT_EQ(data, Bytes(4, 9));
     }
     EXPECT_TRUE(pswEncryptEx(nullptr, 16, nullptr, 0).empty());
     EXPECT_TRUE(pswDecryptEx(nullptr, 16, nullptr, 0).empty());
-    Bytes odd = randomBytes(37);
-    Bytes stream = odd;
+    EXPECT_EQ(data, stream);
     rc4Transfer(nullptr, 0).Transfer(stream.data(), 37);
-    const Bytes plain = pswDecryptEx(odd.data(), 37, nullptr, 0);
+    const Bytes plain = pswDecryptEx(data.data(), 37, nullptr, 0);
     ASSERT_EQ(plain.size(), 37U);
     EXPECT_EQ(Bytes(plain.begin() + 32, plain.end()), Bytes(stream.begin() + 32, stream.end()));
 }

@@ -40,72 +40,63 @@ TEST(chRect, Measures) {
 }
 
 TEST(chRect, EmptyLooksAtEdgesNotAtWidths) {
-    const struct {
-        chRect r;
-        bool bEmpty;
-    } rows[] = {{{}, true},
-                {{0, 0, 1, 1}, false},
-                {{0, 0, 1, 0}, true},
-                {{0, 0, 0, 1}, true},
-                {{5, 0, 4, 1}, true},
-                {{INT_MIN, 0, INT_MAX, 1}, false},  // A width of -1 by wrapping.
-                {{INT_MAX, 0, INT_MIN, 1}, true}};  // A width of 1 by wrapping.
-    for (const auto& row : rows)
-        EXPECT_EQ(row.r.empty(), row.bEmpty) << row.r;
-}
-
-TEST(chRect, PointsInside) {
-    const chRect r(0, 0, 10, 10);
-    const struct {
-        chPoint p;
-        bool bInside;
-    } rows[] = {{{0, 0}, true},   {{9, 9}, true},   {{10, 5}, false},
-                {{5, 10}, false}, {{-1, 5}, false}, {{5, -1}, false}};
-    for (const auto& row : rows)
-        EXPECT_EQ(r.PtInRect(row.p), row.bInside) << row.p.x << ' ' << row.p.y;
-}
-
-TEST(chRect, Changes) {
-    chRect r;
-    const auto after = [&r](auto change) {
-        r.SetRect(10, 20, 30, 50);
-        change();
-        return r;
+    const std::pair<chRect, bool> rows[] = {
+        {{0, 0, 1, 1}, false},
+        {{0, 0, 1, 0}, true},
+        {{5, 0, 4, 1}, true},
+        {{INT_MIN, 0, INT_MAX, 1}, false},  // A width of -1 by wrapping.
+        {{INT_MAX, 0, INT_MIN, 1}, true},   // A width of 1 by wrapping.
     };
-    EXPECT_EQ(after([&] { r.SetEmpty(); }), chRect());
-    EXPECT_EQ(after([&] { r.Resize(1, -2); }), chRect(10, 20, 11, 18));
-    EXPECT_EQ(after([&] { r.ResizeWidth(5); }), chRect(10, 20, 15, 50));
-    EXPECT_EQ(after([&] { r.ResizeHeight(5); }), chRect(10, 20, 30, 25));
-    EXPECT_EQ(after([&] { r.InflateRect(1, 2); }), chRect(9, 18, 31, 52));
-    EXPECT_EQ(after([&] { r.InflateRect(1, 2, 3, 4); }), chRect(9, 18, 33, 54));
-    EXPECT_EQ(after([&] { r.DeflateRect(1, 2); }), chRect(11, 22, 29, 48));
-    EXPECT_EQ(after([&] { r.DeflateRect(1, 2, 3, 4); }), chRect(11, 22, 27, 46));
-    EXPECT_EQ(after([&] { r.OffsetRect(1, -2); }), chRect(11, 18, 31, 48));
-    EXPECT_EQ(after([&] { r.OffsetRect(chSize(-1, 2)); }), chRect(9, 22, 29, 52));
-    EXPECT_EQ(after([&] { r &= chRect(15, 0, 99, 40); }), chRect(15, 20, 30, 40));
-    EXPECT_EQ(after([&] { r |= chRect(15, 0, 99, 40); }), chRect(10, 0, 99, 50));
-    EXPECT_EQ(after([&] { r.OffsetRect(INT_MAX, 0); }).left, INT_MIN + 9);
+    for (const auto& [r, bEmpty] : rows)
+        EXPECT_EQ(r.empty(), bEmpty) << r;
 }
 
-TEST(chRect, Combinations) {
-    EXPECT_EQ(chRect(0, 0, 10, 10) & chRect(20, 20, 30, 30), chRect(20, 20, 10, 10));
-    EXPECT_EQ(chRect(0, 0, 0, 0) | chRect(5, 5, 8, 8), chRect(5, 5, 8, 8));
-    EXPECT_EQ(chRect(1, 1, 4, 4) | chRect(2, 2, 2, 9), chRect(1, 1, 4, 4));
-    EXPECT_EQ(chRect(9, 9, 1, 1) | chRect(3, 3, 2, 2), chRect(3, 3, 2, 2));  // Both empty: the other.
-    EXPECT_EQ(chRect(0, 0, 10, 10) + chSize(5, 6), chRect(0, 0, 15, 16));
-    EXPECT_EQ(chRect(0, 0, 10, 10) + chPoint(5, 6), chRect(5, 6, 15, 16));
-}
-
-TEST(chRect, ChangedCopies) {
+// The functions that return copies call the members of the same name.
+TEST(chRect, Changes) {
     const chRect r(10, 20, 30, 50);
     EXPECT_EQ(rectLTWH(1, 2, 3, 4), chRect(1, 2, 4, 6));
     EXPECT_EQ(InflateRect(r, 1, 2, 3, 4), chRect(9, 18, 33, 54));
     EXPECT_EQ(DeflateRect(r, 1, 2, 3, 4), chRect(11, 22, 27, 46));
-    EXPECT_EQ(Resize(r, 1, 2), chRect(10, 20, 11, 22));
+    EXPECT_EQ(Resize(r, 1, -2), chRect(10, 20, 11, 18));
     EXPECT_EQ(ResizeWidth(r, 1), chRect(10, 20, 11, 50));
     EXPECT_EQ(ResizeHeight(r, 1), chRect(10, 20, 30, 21));
-    EXPECT_EQ(OffsetRect(r, 1, 2), chRect(11, 22, 31, 52));
-    EXPECT_EQ(r, chRect(10, 20, 30, 50));
+    EXPECT_EQ(OffsetRect(r, 1, -2), chRect(11, 18, 31, 48));
+    EXPECT_EQ(OffsetRect(r, INT_MAX, 0).left, INT_MIN + 9);
+    chRect changed = r;
+    changed.InflateRect(1, 2);
+    EXPECT_EQ(changed, chRect(9, 18, 31, 52));
+    changed.DeflateRect(3, 4);
+    EXPECT_EQ(changed, chRect(12, 22, 28, 48));
+    changed.OffsetRect(chSize(-1, 2));
+    EXPECT_EQ(changed, chRect(11, 24, 27, 50));
+    changed.SetRect(1, 2, 3, 4);
+    EXPECT_EQ(changed, chRect(1, 2, 3, 4));
+    changed.SetEmpty();
+    EXPECT_EQ(changed, chRect());
+}
+
+TEST(chRect, Combinations) {
+    const chRect r(0, 0, 10, 10);
+    const struct {
+        chRect left, right, intersection, around;
+    } rows[] = {
+        {r, {5, -1, 15, 5}, {5, 0, 10, 5}, {0, -1, 15, 10}},
+        {r, {20, 20, 30, 30}, {20, 20, 10, 10}, {0, 0, 30, 30}},
+        {{0, 0, 0, 0}, {5, 5, 8, 8}, {5, 5, 0, 0}, {5, 5, 8, 8}},
+        {{1, 1, 4, 4}, {2, 2, 2, 9}, {2, 2, 2, 4}, {1, 1, 4, 4}},
+        {{9, 9, 1, 1}, {3, 3, 2, 2}, {9, 9, 1, 1}, {3, 3, 2, 2}},  // Both empty: the other.
+    };
+    for (const auto& row : rows) {
+        chRect both = row.left, around = row.left;
+        EXPECT_EQ(both &= row.right, row.intersection);
+        EXPECT_EQ(around |= row.right, row.around);
+    }
+    EXPECT_EQ(r + chSize(5, 6), chRect(0, 0, 15, 16)) << "kept: a size grows";
+    EXPECT_EQ(r + chPoint(5, 6), chRect(5, 6, 15, 16)) << "and a point moves";
+    for (const chPoint& inside : {chPoint(0, 0), chPoint(9, 9)})
+        EXPECT_TRUE(r.PtInRect(inside)) << inside.x << ' ' << inside.y;
+    for (const chPoint& outside : {chPoint(10, 5), chPoint(5, 10), chPoint(-1, 5), chPoint(5, -1)})
+        EXPECT_FALSE(r.PtInRect(outside)) << outside.x << ' ' << outside.y;
 }
 
 }  // namespace

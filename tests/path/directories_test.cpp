@@ -1,76 +1,53 @@
-// The application's directories. Each case is a process of its own: the root is
-// computed once.
+// The application's directories. The root is computed once a process, so each row has one of its own.
 #include <vdx/directories.h>
 
-#include <atomic>
 #include <cstdlib>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include <vdx/path.h>
 #include <vdx/platform.h>
+
+#include "support/child.h"
 
 namespace {
 
+void setOrUnset(const char* szName, const char* szValue) {
+    szValue ? setenv(szName, szValue, 1) : unsetenv(szName);
+}
+
 TEST(appRootPath, ComesFromTheEnvironmentOnce) {
-    setenv("APP_ROOT", "/srv\\app\\data", 1);
-    EXPECT_EQ(appRootPath(), "/srv/app/data");
-    setenv("APP_ROOT", "/other", 1);
-    EXPECT_EQ(vdxGetAppRootPath(), "/srv/app/data");
-    EXPECT_EQ(getDiagnoseInfoPath(), "/srv/app/data/log");
-}
-
-TEST(appRootPath, EmptyVariableMeansThePlatformsPlace) {
-    setenv("APP_ROOT", "", 1);
-    setenv("HOME", "/home/somebody", 1);
-    unsetenv("XDG_DATA_HOME");
-    EXPECT_EQ(appRootPath(), "/home/somebody/.local/share/test_path");
-}
-
-TEST(appRootPath, UnsetVariableMeansThePlatformsPlace) {
-    unsetenv("APP_ROOT");
-    setenv("XDG_DATA_HOME", "/data\\home/", 1);
-    EXPECT_EQ(appRootPath(), "/data/home/test_path");
-}
-
-TEST(appRootPath, OneTextForAllThreads) {
-    setenv("APP_ROOT", "/root", 1);
-    std::atomic<bool> go{false};
-    std::vector<const std::string*> seen(8);
-    std::vector<std::thread> threads;
-    for (const std::string*& pSeen : seen) {
-        threads.emplace_back([&go, &pSeen] {
-            while (!go)
-                std::this_thread::yield();
-            pSeen = &appRootPath();
+    const struct {
+        const char *szRoot, *szData, *szHome, *szExpected, *szDocuments;
+    } rows[] = {
+        {"/srv\\app\\data", "/data", "/home/me", "/srv/app/data", "/home/me/Documents"},
+        {"", nullptr, "/home/me", "/home/me/.local/share/test_path", "/home/me/Documents"},
+        {nullptr, "/data\\home/", "/home/me", "/data/home/test_path", "/home/me/Documents"},
+        {nullptr, "relative/is/ignored", "/me", "/me/.local/share/test_path", "/me/Documents"},
+        {nullptr, nullptr, nullptr, "", ""},
+    };
+    for (const auto& row : rows) {
+        const auto child = vdxtest::runInChild([&row] {
+            setOrUnset("APP_ROOT", row.szRoot);
+            setOrUnset("XDG_DATA_HOME", row.szData);
+            setOrUnset("HOME", row.szHome);
+            appRootPath();
+            setenv("APP_ROOT", "/comes/too/late", 1);
+            std::printf("%s %s ", vdxGetAppRootPath().c_str(), getDiagnoseInfoPath().c_str());
+            std::printf("%s", getAppDocumentsPath().c_str());
+            return 0;
         });
+        const std::string root = row.szExpected;
+        EXPECT_EQ(child.out, root + " " + root + "/log " + row.szDocuments);
     }
-    go = true;
-    for (std::thread& thread : threads)
-        thread.join();
-    for (const std::string* pSeen : seen)
-        EXPECT_EQ(pSeen, &appRootPath());
 }
 
-TEST(AppDocPath, EmptyUntilSet) {
+TEST(AppPaths, AreThatOfTheExecutableAndTheOneThatWasSet) {
+    EXPECT_EQ(getAppPath() + "/test_path", vdxGetExeFileName());
+    EXPECT_EQ(getAppResourcePath(), getAppPath());
     EXPECT_EQ(vdxGetAppDocPath(), "");
     vdxSetAppDocPath("C:\\docs\\mine");
     EXPECT_EQ(vdxGetAppDocPath(), "C:/docs/mine");
     EXPECT_EQ(vdxGetAppDataRootPath(), vdxGetAppDocPath());
-}
-
-TEST(PlatformDirectories, FollowTheUserAndTheExecutable) {
-    setenv("HOME", "/home/somebody", 1);
-    setenv("XDG_DATA_HOME", "relative/is/ignored", 1);
-    EXPECT_EQ(getApplicationSupportPath(), "/home/somebody/.local/share/test_path");
-    EXPECT_EQ(getAppDocumentsPath(), "/home/somebody/Documents");
-    EXPECT_EQ(getAppPath() + "/test_path", vdxGetExeFileName());
-    EXPECT_EQ(getAppResourcePath(), getAppPath());
-    unsetenv("HOME");
-    EXPECT_EQ(getApplicationSupportPath(), "");
-    EXPECT_EQ(getAppDocumentsPath(), "");
 }
 
 }  // namespace

@@ -1,141 +1,91 @@
-// Buffered files and whole-file reads and writes.
+// Buffered files and whole-file reads and writes. What happens when a call of the system fails is tested
+// in file_fault_test.cpp.
 #include "siblings/pmrfile/file_stdio.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <thread>
 
 #include <gtest/gtest.h>
+
+#include <vdx/path.h>
 
 #include "siblings/pmrfile/whole_file.h"
 #include "support/temp_dir.h"
 
 namespace {
 
-// Every write to it fails for want of space.
-constexpr const char* FULL_DEVICE = "/dev/full";
-
-TEST(chFileStdio, ModesCreateTruncateAndAppend) {
+TEST(chFileStdio, WritesAppendsAndReadsElements) {
     const TempDir dir;
     const std::string path = dir / "f";
     chFileStdio file;
-    EXPECT_FALSE(file.IsFileOpened());
-    EXPECT_FALSE(file.Open(path, chFileStdio::OPEN_READ));
-    ASSERT_TRUE(file.Open(path, 4097));
+    EXPECT_FALSE(file.Open(path, chFileStdio::OPEN_READ)) << "there is none";
+    ASSERT_TRUE(file.Open(dir.write("f", "stale and longer"), 4097));
     EXPECT_TRUE(file.WriteString("first"));
-    EXPECT_EQ(file.GetPosition(), 5);
     ASSERT_TRUE(file.Open(path, 12288)) << "opening closes the file held so far";
     EXPECT_EQ(file.GetPosition(), 5);
     EXPECT_EQ(file.Write("+second", 1, 7), 7u);
     EXPECT_TRUE(file.Sync());
     EXPECT_EQ(TempDir::read(path), "first+second");
-    EXPECT_TRUE(file.Close());
-    ASSERT_TRUE(file.Open(path, 4097));
-    EXPECT_TRUE(file.Close());
-    EXPECT_EQ(TempDir::read(path), "");
-    EXPECT_FALSE(file.Open(path, 1)) << "unknown mode";
-    ASSERT_TRUE(file.Open(dir / "new", 12288));
-    EXPECT_EQ(file.GetPosition(), 0);
-}
-
-TEST(chFileStdio, ReadsElementsToTheEnd) {
-    const TempDir dir;
-    chFileStdio file;
-    ASSERT_TRUE(file.Open(dir.write("f", "abcdefg"), 0));
-    char buffer[8] = {};
-    EXPECT_EQ(file.Read(buffer, 3, 2), 2u);
+    ASSERT_TRUE(file.Open(path, 0));
+    char buffer[12];
+    EXPECT_EQ(file.Read(buffer, 5, 2), 2u);
     EXPECT_FALSE(file.IsEOF());
-    EXPECT_EQ(file.Read(buffer, 1, 8), 1u);
-    EXPECT_EQ(buffer[0], 'g');
+    EXPECT_EQ(file.Read(buffer, 5, 1), 0u);
     EXPECT_TRUE(file.IsEOF());
     EXPECT_FALSE(file.HasFailed());
     EXPECT_EQ(file.Write("x", 1, 1), 0u) << "open for reading";
 }
 
 TEST(chFileStdio, WithoutAFileNothingHappens) {
-    chFileStdio file;
-    char byte;
-    EXPECT_TRUE(file.Close());
-    EXPECT_EQ(file.Read(&byte, 1, 1), 0u);
-    EXPECT_EQ(file.Write("x", 1, 1), 0u);
-    EXPECT_FALSE(file.WriteString("x"));
-    EXPECT_FALSE(file.Flush());
-    EXPECT_FALSE(file.Sync());
-    EXPECT_TRUE(file.IsEOF());
-    EXPECT_EQ(file.GetPosition(), -1);
-}
-
-TEST(chFileStdio, DirectoryDoesNotOpen) {
     const TempDir dir;
     chFileStdio file;
-    EXPECT_FALSE(file.Open(dir.path(), 0));
-    EXPECT_EQ(errno, EISDIR);
+    EXPECT_FALSE(file.Open(dir.path(), chFileStdio::OPEN_READ)) << "a directory";
+    EXPECT_FALSE(file.Open(dir / "f", 1)) << "unknown mode";
+    char byte;
+    EXPECT_EQ(file.Read(&byte, 1, 1), 0u);
+    EXPECT_FALSE(file.IsFileOpened() || file.WriteString("x") || file.Sync());
+    EXPECT_TRUE(file.IsEOF());
+    EXPECT_EQ(file.GetPosition(), -1);
+    EXPECT_TRUE(file.Close());
 }
 
-TEST(chFileStdio, LostWriteIsReportedByFlushAndByClose) {
+TEST(FullDisk, IsReportedByFlushByCloseAndByWholeWrites) {
     chFileStdio file;
-    ASSERT_TRUE(file.Open(FULL_DEVICE, 12288));
+    ASSERT_TRUE(file.Open("/dev/full", chFileStdio::OPEN_APPEND));
     EXPECT_TRUE(file.WriteString("buffered"));
     EXPECT_FALSE(file.Flush());
     EXPECT_FALSE(file.Close());
-    ASSERT_TRUE(file.Open(FULL_DEVICE, 4097));
+    ASSERT_TRUE(file.Open("/dev/full", chFileStdio::OPEN_CREATE));
     EXPECT_TRUE(file.WriteString("buffered"));
     EXPECT_FALSE(file.Close()) << "only the close writes it";
+    EXPECT_FALSE(vdxWriteBinFile("/dev/full", "x"));
+    EXPECT_FALSE(pathCopyFile("/proc/self/status", "/dev/full"));
 }
 
-TEST(chFileStdio, ClosesOnExec) {
+// Pipes and processes do not tell their size beforehand.
+TEST(WholeFiles, AreReadToTheEndWhateverTheirSize) {
     const TempDir dir;
-    const int nExpected = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    close(nExpected);
-    chFileStdio file;
-    ASSERT_TRUE(file.Open(dir / "f", 4097));
-    const int nFlags = fcntl(nExpected, F_GETFD);
-    ASSERT_NE(nFlags, -1) << "the lowest free descriptor is the file's";
-    EXPECT_TRUE(nFlags & FD_CLOEXEC);
-}
-
-TEST(WholeFile, RoundTripsAnyBytes) {
-    const TempDir dir;
-    for (const std::size_t nSize : {0u, 1u, 4095u, 4096u, 4097u, 300000u}) {
-        SCOPED_TRACE(nSize);
-        std::string bytes(nSize, '\0');
-        for (std::size_t i = 0; i < nSize; ++i)
-            bytes[i] = static_cast<char>(i * 7);
-        ASSERT_TRUE(vdxWriteBinFile(dir / "f", bytes, nSize % 2 != 0));
-        std::string text = "stale";
-        std::vector<unsigned char> binary(3);
-        EXPECT_TRUE(vdxDumpTextFileA(dir / "f", text));
-        EXPECT_EQ(text, bytes);
-        EXPECT_TRUE(vdxDumpBinFile(dir / "f", binary));
-        EXPECT_EQ(std::string(binary.begin(), binary.end()), bytes);
-    }
-}
-
-TEST(WholeFile, FailureLeavesAnEmptyResult) {
-    const TempDir dir;
-    std::string text = "stale";
-    EXPECT_FALSE(vdxDumpTextFileA(dir.path(), text));
-    EXPECT_EQ(text, "");
-    std::vector<unsigned char> binary(3);
-    EXPECT_FALSE(vdxDumpBinFile(dir / "missing", binary));
-    EXPECT_TRUE(binary.empty());
-    EXPECT_FALSE(vdxDumpTextFileA("", text));
-    EXPECT_FALSE(vdxWriteBinFile(dir.path(), "x"));
-    EXPECT_FALSE(vdxWriteBinFile(FULL_DEVICE, "x"));
-}
-
-TEST(WholeFile, SizeOfTheStatusIsNotTrusted) {
-    const TempDir dir;
+    const std::string pipe = dir / "pipe", sent(300000, '\0');
     std::string text;
-    ASSERT_TRUE(vdxDumpTextFileA("/proc/self/status", text));
-    EXPECT_NE(text.find("Name:"), std::string::npos);
-    const std::string pipe = dir / "pipe";
+    std::vector<unsigned char> binary;
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    const std::string sent(100000, 'p');
-    std::thread writer([&] { EXPECT_TRUE(vdxWriteBinFile(pipe, sent)); });
+    std::thread toCopy([&] { EXPECT_TRUE(vdxWriteBinFile(pipe, sent)); });
+    EXPECT_TRUE(pathCopyFile(pipe, dir / "copy"));
+    toCopy.join();
+    EXPECT_TRUE(vdxDumpBinFile(dir / "copy", binary));
+    EXPECT_TRUE(std::string(binary.begin(), binary.end()) == sent);
+    std::thread toRead([&] { EXPECT_TRUE(pathCopyFile(dir / "copy", pipe)); });
     EXPECT_TRUE(vdxDumpTextFileA(pipe, text));
-    writer.join();
-    EXPECT_EQ(text, sent);
+    toRead.join();
+    EXPECT_TRUE(text == sent);
+    EXPECT_TRUE(pathCopyFile("/proc/self/status", dir / "status"));
+    for (const std::string& path : {dir / "status", std::string("/proc/self/status")}) {
+        EXPECT_TRUE(vdxDumpTextFileA(path, text));
+        EXPECT_NE(text.find("Threads:"), std::string::npos);
+    }
+    EXPECT_TRUE(vdxWriteBinFile(dir / "copy", "", true));
+    EXPECT_TRUE(vdxDumpTextFileA(dir / "copy", text));
+    EXPECT_EQ(text, "");
 }
 
 }  // namespace
