@@ -41,12 +41,20 @@ struct FileSet {
     bool replace(const std::string& szText) const;
 
 private:
+    bool isFileOrMissing() const;
     bool writeNew(const std::string& szText) const;
     bool changeNames() const;
 };
 
+// A directory, pipe or device has no companions: what has their names is not ours.
+bool FileSet::isFileOrMissing() const {
+    const unsigned int nMode = pathStat(szPath);
+    return nMode == 0 || S_ISREG(nMode);
+}
+
 // Brings the files to the state "path" or, before any save was done, to none.
 void FileSet::repair() const {
+    if (!isFileOrMissing()) return;
     if (pathFileExist(szOld)) {
         const bool bRenamed = pathFileExist(szNew) && pathRenameFile(szNew, szPath);
         // .new was lost: the former document is better than none.
@@ -60,7 +68,7 @@ void FileSet::repair() const {
 bool FileSet::replace(const std::string& szText) const {
     repair();
     if (pathFileExist(szOld)) return false;  // It would tell that .new is whole while it is being written.
-    if (pathFileExist(szPath) && !S_ISREG(pathStat(szPath))) return false;
+    if (!isFileOrMissing()) return false;
     if (writeNew(szText) && changeNames()) {
         vdx::syncDirectory(szDirectory);
         return true;

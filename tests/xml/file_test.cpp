@@ -113,10 +113,12 @@ TEST_F(chXmlFiles, SaveDoesNotFollowAPlantedLink) {
 
 TEST_F(chXmlFiles, ADirectoryIsNeverReplaced) {
     const std::string szPath = m_dir.makeDir("d");
-    EXPECT_FALSE(chXmlFile().SaveToFile(szPath));
+    for (const char* szOther : {"d.old", "d.new"})  // Nor are files taken for its companions.
+        m_dir.write(szOther, "<other/>");
+    EXPECT_FALSE(chXmlFile(szPath).SaveToFile(szPath));
     EXPECT_TRUE(std::filesystem::is_directory(szPath));
     EXPECT_FALSE(chXmlFile().SaveToFile(m_dir / "missing/f"));
-    EXPECT_EQ(1U, filesInDir());
+    EXPECT_EQ(3U, filesInDir());
     // One that has a companion's name would tell that an unfinished .new is whole.
     const std::string szFile = m_dir.write("f", "<a/>");
     m_dir.makeDir("f.old");
