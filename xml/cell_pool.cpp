@@ -37,10 +37,9 @@ void* CellCaches::takeSlow(CellKind kind) {
         return take(kind);
     }
     if (!m_bEnding) ThreadEnd::arm();
-    CellSlabs::shared().refill(kind, cache);
-    void* pCell = take(kind);
-    if (m_bEnding) giveAllBack();
-    return pCell;
+    // At the thread's end just the one, so that none is kept.
+    CellSlabs::shared().refill(kind, cache, m_bEnding ? 1 : cellsPerList(index(kind)));
+    return take(kind);
 }
 
 void CellCaches::putSlow(CellKind kind, void* pMemory) noexcept {

@@ -2,6 +2,7 @@
 #include "xml/cell_slabs.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cstdint>
 
@@ -14,9 +15,8 @@ namespace {
 
 constexpr std::size_t SLAB_BYTES = 256U * 1024U;
 constexpr std::size_t HEADER_BYTES = 64;
-constexpr std::size_t PAGE_BYTES = 4096;
-// Empty slabs for the next document: 16 MiB as they are, and up to 128 MiB that the
-// system may take back whenever it is short of memory. The rest it gets at once.
+// Empty slabs for the next document: 16 MiB as they are, and beyond that up to 128 MiB in
+// all, which the system may take back when it is short of memory. The rest it gets at once.
 constexpr std::size_t MAX_SPARE = 64;
 constexpr std::size_t MAX_LENT_BACK = 512;
 
@@ -43,7 +43,6 @@ struct CellSlabs::Slab {
     std::uint32_t nOut;
 
     std::size_t cellSize() const { return CELL_SIZES[static_cast<std::size_t>(kind)]; }
-    std::size_t listSize() const { return cellsPerList(static_cast<std::size_t>(kind)); }
     bool hasFresh() const { return nFresh + cellSize() <= SLAB_BYTES; }
     bool hasRoom() const { return pFree || hasFresh(); }
 
@@ -51,8 +50,8 @@ struct CellSlabs::Slab {
         const std::uintptr_t nInside = reinterpret_cast<std::uintptr_t>(pCell) % SLAB_BYTES;
         return reinterpret_cast<Slab*>(static_cast<char*>(pCell) - nInside);
     }
-    void lendFree(CellCache& cache) {
-        while (pFree && cache.nHead < listSize()) {
+    void lendFree(CellCache& cache, std::size_t nMost) {
+        while (pFree && cache.nHead < nMost) {
             FreeCell* pCell = pFree;
             pFree = pCell->pNext;
             pCell->pNext = cache.pHead;
@@ -61,9 +60,9 @@ struct CellSlabs::Slab {
         }
         nOut += cache.nHead;
     }
-    void lendFresh(CellCache& cache) {
+    void lendFresh(CellCache& cache, std::size_t nMost) {
         const std::size_t nLeft = (SLAB_BYTES - nFresh) / cellSize();
-        const std::size_t nLent = std::min(nLeft, listSize());
+        const std::size_t nLent = std::min(nLeft, nMost);
         cache.pFresh = reinterpret_cast<char*>(this) + nFresh;
         cache.pFreshEnd = cache.pFresh + nLent * cellSize();
         nFresh += static_cast<std::uint32_t>(nLent * cellSize());
@@ -80,6 +79,14 @@ CellSlabs& CellSlabs::shared() {
     return s_slabs.get();
 }
 
+namespace {
+
+// Made while the library is loaded. A thread that made it later could be in the midst of
+// that, or hold its lock, at a fork which had begun before.
+[[maybe_unused]] const bool s_bMade = (CellSlabs::shared(), true);
+
+}  // namespace
+
 void CellSlabs::lockForFork() {
     shared().m_lock.lock();
 }
@@ -87,13 +94,13 @@ void CellSlabs::unlockAfterFork() {
     shared().m_lock.unlock();
 }
 
-void CellSlabs::refill(CellKind kind, CellCache& cache) {
+void CellSlabs::refill(CellKind kind, CellCache& cache, std::size_t nMost) {
     const std::lock_guard<std::mutex> guard(m_lock);
     Slab* pSlab = slabWithRoom(kind);
     if (pSlab->pFree) {
-        pSlab->lendFree(cache);
+        pSlab->lendFree(cache, nMost);
     } else {
-        pSlab->lendFresh(cache);
+        pSlab->lendFresh(cache, nMost);
     }
     if (!pSlab->hasRoom()) unlink(pSlab);
 }
@@ -153,9 +160,11 @@ void CellSlabs::retire(Slab* pSlab) noexcept {
         --m_nMapped;
         return;
     }
-    // All but the page with the link to the next one.
-    if (m_nSpare >= MAX_SPARE)
-        madvise(reinterpret_cast<char*>(pSlab) + PAGE_BYTES, SLAB_BYTES - PAGE_BYTES, MADV_FREE);
+    if (m_nSpare >= MAX_SPARE) {
+        // All but the page with the link to the next one.
+        const auto nKept = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        madvise(reinterpret_cast<char*>(pSlab) + nKept, SLAB_BYTES - nKept, MADV_FREE);
+    }
     pSlab->pNext = m_pSpare;
     m_pSpare = pSlab;
     ++m_nSpare;

@@ -20,8 +20,8 @@ class CellSlabs {
 public:
     static CellSlabs& shared();
 
-    // Fills an empty cache with up to cellsPerList cells. Throws std::bad_alloc.
-    void refill(CellKind kind, CellCache& cache);
+    // Fills an empty cache with 1 to nMost cells. Throws std::bad_alloc.
+    void refill(CellKind kind, CellCache& cache, std::size_t nMost);
 
     // Takes back every cell of a list.
     void giveBack(FreeCell* pCells) noexcept;

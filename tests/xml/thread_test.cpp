@@ -1,4 +1,5 @@
 // Handles on many threads; cells freed by other threads than took them.
+#include <unistd.h>
 #include <array>
 #include <atomic>
 #include <barrier>
@@ -102,10 +103,18 @@ TEST_F(chXmlThreads, ManyThreadsReadAndReleaseEachOthersDocuments) {
     }
 }
 
-// Trees that die after the main thread's own cells were given back.
+// Trees that are made and die after the main thread's own cells were given back.
+struct LateReader {
+    ~LateReader() {
+        const std::string szText = "<a b=\"c\">" + std::string(40, 'd') + "<!-- e --></a>";
+        if (chXmlDocument::ParseDocument(szText).clone().ExportToText(true) != szText) _exit(2);
+    }
+};
+
 TEST_F(chXmlThreads, StaticDocumentsDieLate) {
     EXPECT_EXIT(
         {
+            static LateReader s_reader;
             static chXmlDocument s_document = chXmlDocument::ParseDocument("<a b='c'>d</a>");
             static chXmlDocument s_other = s_document;
             std::exit(s_other.hasChildren() ? 0 : 1);
