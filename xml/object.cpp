@@ -138,10 +138,9 @@ chXmlObject chXmlObject::AddChildObject(const chXmlObject& child) {
         vdxOutputWarningString("chXmlObject::AddChildObject: the child has a place in a tree already");
         return child;
     }
-    chXmlObject kept = child;  // The child's handle may be this one.
     if (!m_pNode) m_pNode = xmlRecords::make(xmlDocument, false, std::string_view());
-    appendNode(kept.m_pNode);
-    return kept;
+    appendNode(child.m_pNode);
+    return child;
 }
 
 chXmlObject chXmlObject::AddChildObject(xmlType nType, const std::string& szText) {

@@ -127,10 +127,12 @@ bool XmlParser::readTag(TagBody& body, node*& pElement) {
 bool XmlParser::readEndTag(const char* pOpen) {
     const char* pName = pOpen + 2;
     const std::string_view szName = m_pParent->content().text();
-    const char* pClose = pName + szName.size();
+    const std::string_view szRest = between(pName, m_pEnd);
+    const char* pClose = nullptr;
     // Written without white space it is compared without a search for its end.
-    if (m_pEnd - pName <= static_cast<std::ptrdiff_t>(szName.size()) || *pClose != '>' ||
-        between(pName, pClose) != szName) {
+    if (szRest.size() > szName.size() && szRest[szName.size()] == '>' && szRest.starts_with(szName)) {
+        pClose = pName + szName.size();
+    } else {
         pClose = findByte(pName, m_pEnd, '>');
         if (!pClose) return fail(pOpen);
         const char* pNameEnd = skipWhiteBack(pName, pClose);
