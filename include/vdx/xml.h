@@ -56,8 +56,8 @@ private:
 // save, looks for these companions first and repairs what an interrupted save left;
 // so these two names belong to the file.
 //
-// Thread-safety: none; two processes saving one file at the same time need a lock
-// of their own.
+// Thread-safety: none; saving a file while another process saves or loads it needs a
+// lock of their own: a load takes what it finds for the rest of an interrupted save.
 class VDX_API chXmlFile : public chXmlDocument {
 public:
     // A new document; loads the file if the path is not empty.
