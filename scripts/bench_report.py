@@ -52,6 +52,11 @@ class Row:
         self.ratio = self.peers[0][2]
         self.met = self.ratio >= self.goal
 
+    @property
+    def has_goal(self):
+        """Goal 0: shown for comparison only."""
+        return self.goal > 0
+
 
 def markdown(text):
     return re.sub(r"([\\|*<`])", r"\\\1", text)
@@ -63,12 +68,12 @@ def number(value):
 
 def table(name, rows):
     lines = [f"Measured on {datetime.date.today()} by `scripts/bench.sh {name}`: "
-             f"{sum(row.met for row in rows)} of {len(rows)} goals met.", "",
+             f"{sum(row.met for row in rows if row.has_goal)} of {sum(row.has_goal for row in rows)} goals met.", "",
              "| figure | ours | best peer | ratio | goal | met |", "|---|---|---|---|---|---|"]
     for row in rows:
         peer, time, ratio = row.peers[0]
-        lines.append(f"| {markdown(row.title)} | {row.ours} | {time}, {markdown(peer)} | {number(ratio)} | "
-                     f"{row.goal:g} | {'yes' if row.met else '**no**'} |")
+        goal = f"{row.goal:g} | {'yes' if row.met else '**no**'}" if row.has_goal else "none | "
+        lines.append(f"| {markdown(row.title)} | {row.ours} | {time}, {markdown(peer)} | {number(ratio)} | {goal} |")
     return "\n".join(lines + ["", f"![Ratios of the table above, with their goals](plots/{name}.svg)"])
 
 
@@ -95,7 +100,7 @@ def ticks(low, high):
 
 
 def plot(name, rows):
-    every = [peer[2] for row in rows for peer in row.peers] + [row.goal for row in rows] + [1]
+    every = [peer[2] for row in rows for peer in row.peers] + [row.goal for row in rows if row.has_goal] + [1]
     marks = ticks(min(every) * 0.97, max(every) * 1.03)
     left = max(20 + int(6.4 * max(len(row.title) for row in rows)), 120)
     width, bottom = left + AXIS + WIDTH, TOP + ROW * len(rows)
@@ -120,8 +125,9 @@ def plot(name, rows):
                    f'<text x="{left - 10}" y="{y + 4}" text-anchor="end">{title}</text>'
                    f'<line class="stem {kind}" x1="{x(1)}" y1="{y}" x2="{x(row.ratio)}" y2="{y}"/>')
         out += [f'<circle class="{kind} other" cx="{x(ratio)}" cy="{y}" r="4"/>' for _, _, ratio in row.peers[1:]]
+        if row.has_goal:
+            out.append(f'<line class="goal" x1="{x(row.goal)}" y1="{y - 7}" x2="{x(row.goal)}" y2="{y + 7}"/>')
         out.append(f'<circle class="{kind}" cx="{x(row.ratio)}" cy="{y}" r="4.5"/>'
-                   f'<line class="goal" x1="{x(row.goal)}" y1="{y - 7}" x2="{x(row.goal)}" y2="{y + 7}"/>'
                    f'<text x="{width - 10}" y="{y + 4}" text-anchor="end">{number(row.ratio)}</text></g>')
     return "\n".join(out + ["</svg>", ""])
 
