@@ -92,7 +92,9 @@ void print(const std::vector<Row>& rows) {
         const Peer& best = row.peers.front();
         std::printf("| %s | %s | %s | %s | %.2f | %.2f | %s |\n", row.title.c_str(), row.ours.c_str(),
                     best.time.c_str(), best.name.c_str(), best.ratio, row.goal,
-                    best.ratio >= row.goal ? "yes" : "no");
+                    row.goal <= 0            ? ""
+                    : best.ratio >= row.goal ? "yes"
+                                             : "no");
     }
 }
 

@@ -16,7 +16,7 @@ struct Figure {
     std::string title;
     std::string ours;
     std::vector<std::string> peers;
-    double goal;
+    double goal;  // 0: none, shown for comparison.
 };
 
 // Called by the registration objects below, before main.
