@@ -1,13 +1,9 @@
 // Tidy paths and wildcards against slow, plain versions of both.
-#include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include <vdx/path.h>
 
+#include "fuzz/fuzz.h"
 #include "path/wildcard.h"
 
 namespace {
@@ -30,39 +26,30 @@ std::string plainTidy(std::string_view path) {
     return result.empty() ? "/" : result;
 }
 
-// All places of the pattern that can be reached, a character of the name at a time.
+// Asks from the pattern's end on, for each place in the name, whether the rest of both match.
 bool plainMatch(std::string_view pattern, std::string_view name) {
-    std::vector<bool> reached(pattern.size() + 1);
-    const auto spread = [&] {
-        for (std::size_t i = 0; i < pattern.size(); ++i) {
-            if (reached[i] && pattern[i] == '*') reached[i + 1] = true;
+    std::vector<bool> rest(name.size() + 1);
+    rest.back() = true;
+    for (std::size_t i = pattern.size(); i-- > 0;) {
+        const char c = pattern[i];
+        std::vector<bool> longer(name.size() + 1);
+        longer.back() = c == '*' && rest.back();
+        for (std::size_t n = name.size(); n-- > 0;) {
+            const bool bTakes = c == '*' || c == '?' ? name[n] != '\n' && name[n] != '\r' : name[n] == c;
+            longer[n] = c == '*' ? rest[n] || (bTakes && longer[n + 1]) : bTakes && rest[n + 1];
         }
-    };
-    reached[0] = true;
-    spread();
-    for (const char c : name) {
-        std::vector<bool> next(pattern.size() + 1);
-        const bool bLineEnd = c == '\n' || c == '\r';
-        for (std::size_t i = 0; i < pattern.size(); ++i) {
-            if (!reached[i]) continue;
-            if (pattern[i] == '*' && !bLineEnd) next[i] = true;
-            if (pattern[i] == '?' ? !bLineEnd : pattern[i] == c && c != '*') next[i + 1] = true;
-        }
-        reached.swap(next);
-        spread();
+        rest.swap(longer);
     }
-    return reached[pattern.size()];
+    return rest.front();
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
-    if (nSize == 0 || nSize > 512) return 0;
-    const std::string text(reinterpret_cast<const char*>(pData), nSize);
-    if (pathTidy(text) != plainTidy(text)) abort();
+void fuzz(const Bytes& input) {
+    if (input.empty() || input.size() > 512) return;
+    const std::string text = textOf(input);
+    require(pathTidy(text) == plainTidy(text));
     const std::size_t nCut = std::min(text.find('\0'), text.size());
-    const std::string_view pattern = std::string_view(text).substr(0, nCut);
-    const std::string_view name = std::string_view(text).substr(std::min(nCut + 1, text.size()));
-    if (vdx::Wildcard(pattern).matches(name) != plainMatch(pattern, name)) abort();
-    return 0;
+    const std::string pattern = text.substr(0, nCut), name = text.substr(std::min(nCut + 1, text.size()));
+    require(vdx::Wildcard(pattern).matches(name) == plainMatch(pattern, name));
 }

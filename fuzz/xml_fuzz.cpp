@@ -1,28 +1,11 @@
 // Arbitrary bytes as a document, beside the slow model; what can be read is written, read
 // again, copied and changed.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-
 #include <vdx/xml.h>
 
-#include "xml/dump.h"
+#include "fuzz/fuzz.h"
 #include "xml/model.h"
 
 namespace {
-
-// The model recurses and copies the rest of the text at each step.
-constexpr std::size_t MODEL_SIZE = 2000;
-
-void require(bool bHolds) {
-    if (!bHolds) std::abort();
-}
-
-std::uint32_t nodesAlive() {
-    const auto counts = dymicAllocHelper::getInstance()->getCounts();
-    return counts.nAlloc - counts.nFree;
-}
 
 // A text that cannot be read ends in a thrown pointer into it, and nothing else.
 void throughTheDoors(const std::string& szText) {
@@ -30,8 +13,8 @@ void throughTheDoors(const std::string& szText) {
     chXmlElement element;
     chXmlDeclaration declaration;
     chXmlAttributeObject body;
-    for (chXmlObject* pHandle : {&content, static_cast<chXmlObject*>(&element),
-                                 static_cast<chXmlObject*>(&declaration), static_cast<chXmlObject*>(&body)}) {
+    for (chXmlObject* pHandle :
+         std::initializer_list<chXmlObject*>{&content, &element, &declaration, &body}) {
         for (int nTime = 0; nTime < 2; ++nTime) {  // The second time into what is there already.
             try {
                 require(pHandle->parseContent(szText).size() <= szText.size());
@@ -51,9 +34,10 @@ void takeApart(chXmlElement element) {
         ++child;
         element.RemoveChildObject(moved);
         other.AddChildObject(moved);
-        while (moved.GetAttributeCount() > 0)
-            moved.FastRemoveAttributeValue(
-                moved.FindAttributeValue(moved.GetAttributeData()->begin()->first));
+        while (moved.GetAttributeCount() > 0) {
+            const std::string szName = moved.GetAttributeData()->begin()->first;
+            moved.FastRemoveAttributeValue(moved.FindAttributeValue(szName));
+        }
         require(moved.ExportAttributes().empty());
     }
     require(!element.hasChildren());
@@ -62,9 +46,8 @@ void takeApart(chXmlElement element) {
 
 void askAndChange(const std::string& szText) {
     const chXmlDocument document = chXmlDocument::ParseDocument(szText);
-    if (szText.size() <= MODEL_SIZE) {
+    if (szText.size() <= 2000)  // The model recurses and copies the rest of the text at each step.
         require(xmltest::dump(document) == xmltest::modelDump(szText).value_or("(6 '')"));
-    }
     require(document.clone().ExportToText(true) == document.ExportToText(true));
     document.ExportToText(false);
     const std::string szShort = szText.substr(0, 30);
@@ -80,12 +63,11 @@ void askAndChange(const std::string& szText) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize) {
-    const std::string szText(reinterpret_cast<const char*>(pData), nSize);
-    const std::uint32_t nBefore = nodesAlive();
+void fuzz(const Bytes& input) {
+    const std::string szText = textOf(input);
+    const std::uint32_t nBefore = xmltest::nodesAlive();
     askAndChange(szText);
     throughTheDoors(szText);
     require(xmlXMLPhrase2Text(xmlText2XMLPhrase(szText)) == szText);
-    require(nodesAlive() == nBefore);
-    return 0;
+    require(xmltest::nodesAlive() == nBefore);
 }

@@ -1,138 +1,182 @@
-// Files: loading repairs, saving keeps.
-#include <sys/stat.h>
+// Files: loading repairs, saving keeps; each call of the system failing or killing in turn, no space,
+// no permission.
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
-#include <filesystem>
+#include <cerrno>
 
-#include <gtest/gtest.h>
-
+#include "support/child.h"
 #include "support/temp_dir.h"
+#include "xml/failing_calls.h"
 #include "xml/xml_support.h"
 
-using xmltest::dump;
+using namespace xmltest;
 
 namespace {
 
-class chXmlFiles : public xmltest::LeakFree {
+std::string topOf(const std::string& szPath) {
+    return chXmlFile(szPath).getChildElement().tagName();
+}
+
+class chXmlFiles : public LeakFree {
 protected:
-    std::size_t filesInDir() const {
-        return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(m_dir.path()), {}));
-    }
     TempDir m_dir;
 };
 
-// Each companion holds a document named after itself, or is not there.
+// Each file that is there holds a document named after itself.
 TEST_F(chXmlFiles, LoadRepairsEveryState) {
-    const struct {
-        bool bPath, bOld, bNew;
-        const char* szLoaded;
-    } CASES[] = {
-        {false, false, false, nullptr}, {true, false, false, "path"}, {true, false, true, "path"},
-        {false, true, true, "new"},     {true, true, false, "path"},  {true, true, true, "new"},
-        {false, false, true, nullptr},  {false, true, false, "old"},
-    };
-    for (const auto& test : CASES) {
+    const std::pair<std::string, const char*> CASES[] = {
+        {"", ""},           {"path", "path"},     {"path new", "path"},
+        {"old new", "new"}, {"path old", "path"}, {"path old new", "new"},
+        {"new", ""},        {"old", "old"}};
+    for (const auto& [szThere, szLoaded] : CASES) {
         const TempDir dir;
-        SCOPED_TRACE(testing::Message() << test.bPath << test.bOld << test.bNew);
-        if (test.bPath) dir.write("f", "<path/>");
-        if (test.bOld) dir.write("f.old", "<old/>");
-        if (test.bNew) dir.write("f.new", "<new/>");
+        if (szThere.find("path") != std::string::npos) dir.write("f", "<path/>");
+        if (szThere.find("old") != std::string::npos) dir.write("f.old", "<old/>");
+        if (szThere.find("new") != std::string::npos) dir.write("f.new", "<new/>");
         chXmlFile file;
-        EXPECT_EQ(test.szLoaded != nullptr, file.LoadFromFile(dir / "f"));
-        EXPECT_EQ(test.szLoaded ? test.szLoaded : "", file.getChildElement().tagName());
-        EXPECT_EQ(test.szLoaded != nullptr, std::filesystem::exists(dir / "f"));
-        EXPECT_FALSE(std::filesystem::exists(dir / "f.old"));
-        EXPECT_FALSE(std::filesystem::exists(dir / "f.new"));
+        const bool bLoaded = file.LoadFromFile(dir / "f");
+        EXPECT_EQ(szLoaded, file.getChildElement().tagName()) << szThere;
+        EXPECT_EQ(bLoaded, std::filesystem::exists(dir / "f")) << szThere;
+        EXPECT_EQ(bLoaded ? 1U : 0U, entries(dir.path())) << szThere;
     }
 }
 
 TEST_F(chXmlFiles, SaveAndLoad) {
-    const std::string szPath = m_dir / "f.xml";
+    const std::string szPath = m_dir / "f", szCopy = m_dir / "copy";
     chXmlFile file(szPath);
-    EXPECT_FALSE(file.hasChildren());
+    EXPECT_EQ("(6 '')", dump(file));
     file.AddChildElement("a").SetOption("b", "<1>");
-    EXPECT_TRUE(file.SaveToFile(""));
-    EXPECT_EQ("<a>\n  <b>&lt;1&gt;</b>\n</a>\n", TempDir::read(szPath));
+    EXPECT_TRUE(file.SaveToFile(szCopy) && file.SaveToFile(""));
     file.AddChildElement("second");
-    EXPECT_TRUE(file.SaveToFile(szPath));
+    EXPECT_TRUE(file.SaveToFile(""));  // Not to the copy: a save's path is not remembered.
+    EXPECT_EQ("<a>\n  <b>&lt;1&gt;</b>\n</a>\n", TempDir::read(szCopy));
     EXPECT_EQ(dump(file), dump(chXmlFile(szPath)));
-    EXPECT_EQ(1U, filesInDir());
+    EXPECT_EQ(2U, entries(m_dir.path()));
 }
 
-TEST_F(chXmlFiles, SaveElsewhereIsNotRemembered) {
-    const std::string szPath = m_dir.write("f", "<a/>");
-    chXmlFile file(szPath);
-    EXPECT_TRUE(file.SaveToFile(m_dir / "copy"));
-    file.AddChildElement("b");
-    EXPECT_TRUE(file.SaveToFile(""));
-    EXPECT_EQ("<a/>\n", TempDir::read(m_dir / "copy"));
-    EXPECT_EQ("<a/>\n<b/>\n", TempDir::read(szPath));
-    EXPECT_FALSE(chXmlFile().SaveToFile(""));
-}
-
-TEST_F(chXmlFiles, UnreadableFilesGiveAnEmptyDocument) {
-    chXmlFile file(m_dir.write("good", "<a/>"));
+// The system would take the part of a name before its zero byte, for the companions as well.
+TEST_F(chXmlFiles, WhatIsNoFileIsNeitherReadNorReplaced) {
+    const std::string szGood = m_dir.write("good", "<a/>"), szBad = m_dir.write("bad", "<a>");
+    m_dir.makeDir("good.old");     // It would tell that an unfinished .new is whole.
+    m_dir.write("d.old", "<a/>");  // Files are no companions of a directory.
+    m_dir.write("d.new", "<a/>");
+    chXmlFile file(szGood);
+    EXPECT_TRUE(file.hasChildren() && !file.SaveToFile(""));
     for (const std::string& szPath :
-         {m_dir / "missing", m_dir.path(), m_dir.write("bad", "<a>"), std::string()}) {
-        EXPECT_FALSE(file.LoadFromFile(szPath)) << szPath;
-        EXPECT_EQ("(6 '')", dump(file));
-    }
-    EXPECT_EQ("<a>", TempDir::read(m_dir / "bad"));
-    EXPECT_TRUE(file.LoadFromFile(m_dir.write("nothing", "")));
-}
-
-TEST_F(chXmlFiles, ALeftoverDoesNotMeetTheNextSave) {
-    const std::string szPath = m_dir / "f";
-    m_dir.write("f.old", "<old/>");
-    m_dir.write("f.new", "<new/>");
-    chXmlFile file;
-    file.AddChildElement("saved");
-    EXPECT_TRUE(file.SaveToFile(szPath));
-    EXPECT_EQ("<saved/>\n", TempDir::read(szPath));
-    EXPECT_EQ(1U, filesInDir());
-}
-
-TEST_F(chXmlFiles, SaveKeepsPermissions) {
-    const std::string szPath = m_dir.write("f", "<a/>");
-    ASSERT_EQ(0, chmod(szPath.c_str(), 0640));
-    const mode_t nMask = umask(0077);
-    EXPECT_TRUE(chXmlFile(szPath).SaveToFile(""));
-    umask(nMask);
-    struct stat status {};
-    ASSERT_EQ(0, stat(szPath.c_str(), &status));
-    EXPECT_EQ(0640U, status.st_mode & 07777U);
-}
-
-TEST_F(chXmlFiles, SaveDoesNotFollowAPlantedLink) {
-    const std::string szVictim = m_dir.write("victim", "safe");
-    ASSERT_EQ(0, symlink(szVictim.c_str(), (m_dir / "f.new").c_str()));
-    chXmlFile file;
-    file.AddChildElement("a");
-    EXPECT_TRUE(file.SaveToFile(m_dir / "f"));
-    EXPECT_EQ("safe", TempDir::read(szVictim));
-}
-
-TEST_F(chXmlFiles, ADirectoryIsNeverReplaced) {
-    const std::string szPath = m_dir.makeDir("d");
-    for (const char* szOther : {"d.old", "d.new"})  // Nor are files taken for its companions.
-        m_dir.write(szOther, "<other/>");
-    EXPECT_FALSE(chXmlFile(szPath).SaveToFile(szPath));
-    EXPECT_TRUE(std::filesystem::is_directory(szPath));
-    EXPECT_FALSE(chXmlFile().SaveToFile(m_dir / "missing/f"));
-    EXPECT_EQ(3U, filesInDir());
-    // One that has a companion's name would tell that an unfinished .new is whole.
-    const std::string szFile = m_dir.write("f", "<a/>");
-    m_dir.makeDir("f.old");
-    EXPECT_FALSE(chXmlFile().SaveToFile(szFile));
-    EXPECT_EQ("<a/>", TempDir::read(szFile));
-}
-
-// The system would take the part before the zero byte, for the companions as well.
-TEST_F(chXmlFiles, AZeroByteEndsNoName) {
-    const std::string szPath = m_dir.write("f", "<a/>");
-    chXmlFile file(szPath + std::string("\0x", 2));
-    EXPECT_FALSE(file.hasChildren());
+         {m_dir.makeDir("d"), m_dir / "missing/f", szGood + std::string("\0x", 2)})
+        EXPECT_FALSE(file.SaveToFile(szPath) || file.LoadFromFile(szPath) || file.hasChildren()) << szPath;
+    EXPECT_FALSE(file.LoadFromFile(szBad) || file.LoadFromFile(m_dir / "missing") || file.LoadFromFile(""));
     EXPECT_FALSE(file.SaveToFile(""));
-    EXPECT_EQ("<a/>", TempDir::read(szPath));
+    EXPECT_EQ("(6 '')", dump(file));
+    EXPECT_EQ("<a/><a>", TempDir::read(szGood) + TempDir::read(szBad));
+    EXPECT_EQ(6U, entries(m_dir.path()));
+    EXPECT_TRUE(file.LoadFromFile(m_dir.write("empty", "")));
+}
+
+TEST_F(chXmlFiles, ALinkIsReplacedNotFollowed) {
+    const std::string szVictim = m_dir.write("victim", "<safe/>");
+    for (const char* szLink : {"f", "g.new"})
+        std::filesystem::create_symlink(szVictim, m_dir / szLink);
+    for (const char* szName : {"f", "g"}) {
+        EXPECT_TRUE(chXmlFile().SaveToFile(m_dir / szName));
+        EXPECT_FALSE(std::filesystem::is_symlink(m_dir / szName));
+    }
+    EXPECT_EQ("<safe/>", TempDir::read(szVictim));
+}
+
+struct Operation {
+    const char* szLabel;
+    const char* szFormer;  // The file that holds <former/> before, or null.
+    const char* szNext;    // The one that holds <next/> before, or null.
+    bool bLoad;            // Else a save of <next/>.
+};
+
+// Does it in a process of its own, in which the call after nCallsLeft others fails, or kills. Gives 0
+// for success, 1 for false, 2 for what must never be; and prints the name of the call that failed.
+vdxtest::ChildResult perform(const Operation& operation, const TempDir& dir, long nCallsLeft, int nError) {
+    if (operation.szFormer) dir.write(operation.szFormer, "<former/>");
+    if (operation.szNext) dir.write(operation.szNext, "<next/>");
+    return vdxtest::runInChild([&] {
+        chXmlFile file;
+        file.AddChildElement("next");
+        const auto nOpen = entries("/proc/self/fd");
+        t_fileCalls = {nCallsLeft, nError};
+        const bool bDone = operation.bLoad ? file.LoadFromFile(dir / "f") : file.SaveToFile(dir / "f");
+        t_fileCalls.nLeft = -1;
+        std::printf("%s", t_fileCalls.szFailed);
+        const bool bSame = TempDir::read(dir / "f").starts_with(file.ExportToText(true));
+        const bool bSound = bDone ? bSame : dump(file) == (operation.bLoad ? "(6 '')" : "(6 ''(4 'next'))");
+        return !bSound || entries("/proc/self/fd") != nOpen ? 2 : bDone ? 0 : 1;
+    });
+}
+
+// One of both documents is always there, whole: the next one after success, and after a death from the
+// moment on at which it can be. Only a companion whose removal fails stays, until the next load.
+TEST_F(chXmlFiles, EachCallFailingOrKilling) {
+    constexpr Operation OPERATIONS[] = {
+        {"save over a file", "f", nullptr, false},
+        {"first save", nullptr, nullptr, false},
+        {"save after one that died", "f.old", "f.new", false},
+        {"load after a save that died", "f.old", "f.new", true},
+    };
+    for (const Operation& operation : OPERATIONS) {
+        for (const int nError : {EIO, EACCES, KILLS}) {
+            int nHurt = 0;
+            bool bWasNext = false, bEnded = false;
+            for (long n = 0; !bEnded; ++n) {
+                const TempDir dir;
+                const auto result = perform(operation, dir, n, nError);
+                SCOPED_TRACE(testing::Message() << operation.szLabel << nError << " at " << n << result.out);
+                const bool bKilled = result.signal() == SIGKILL, bDone = result.exitCode() == 0;
+                ASSERT_TRUE(bKilled || bDone || (result.exitCode() == 1 && !result.out.empty()));
+                const bool bTidy =
+                    !bKilled && !operation.szNext && result.out != "unlink" && result.out != "stat";
+                ASSERT_TRUE(!bTidy || entries(dir.path()) == (bDone || operation.szFormer ? 1U : 0U));
+                const std::string szTop = topOf(dir / "f"), szFormer = operation.szFormer ? "former" : "";
+                ASSERT_EQ(szTop.empty() ? 0U : 1U, entries(dir.path()));
+                bEnded = bDone && result.out.empty();
+                const bool bMayBeFormer = !bWasNext && !bEnded && (!bDone || operation.bLoad);
+                ASSERT_TRUE(szTop == "next" ? bDone || bKilled || operation.szNext
+                                            : bMayBeFormer && szTop == szFormer);
+                bWasNext = bWasNext || (bKilled && szTop == "next");
+                nHurt += !bDone;
+            }
+            EXPECT_GE(nHurt, operation.bLoad ? 2 : 8) << operation.szLabel;
+        }
+    }
+}
+
+// A disk of sixteen pages.
+TEST_F(chXmlFiles, AFullDiskKeepsTheOldFile) {
+    const auto result = vdxtest::runInChild([&] {
+        if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("none", m_dir.path().c_str(), "tmpfs", 0, "size=64k") != 0)
+            return 77;
+        chXmlFile file(m_dir.write("f", "<a/>"));
+        chXmlElement top = file.getChildElement();
+        top.SetOption("long", std::string(100000, 'x'));
+        if (file.SaveToFile("") || TempDir::read(m_dir / "f") != "<a/>" || entries(m_dir.path()) != 1)
+            return 1;
+        top.SetOption("long", std::string(30000, 'x'));
+        return file.SaveToFile("") && topOf(m_dir / "f") == "a" && entries(m_dir.path()) == 1 ? 0 : 2;
+    });
+    if (result.exitCode() == 77) GTEST_SKIP() << "the kernel refuses a mount namespace";
+    EXPECT_EQ(0, result.exitCode());
+}
+
+// As a user without privileges, who may not write to a read-only file: it is replaced, and stays so.
+TEST_F(chXmlFiles, SaveKeepsPermissions) {
+    constexpr uid_t NOBODY = 65534;
+    EXPECT_EQ(0, seteuid(geteuid() == 0 ? NOBODY : geteuid()));
+    for (const auto nMode : {std::filesystem::perms(0666), std::filesystem::perms(0444)}) {
+        const TempDir dir;
+        const std::string szPath = dir.write("f", "<a/>");
+        std::filesystem::permissions(szPath, nMode);
+        EXPECT_TRUE(chXmlFile(szPath).SaveToFile(""));
+        EXPECT_EQ(nMode, std::filesystem::status(szPath).permissions());
+    }
+    EXPECT_EQ(0, seteuid(getuid()));
 }
 
 }  // namespace

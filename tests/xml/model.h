@@ -1,16 +1,36 @@
-// A second reading of the rules of the parser, made for clarity alone.
+// A second reading of the parser's rules, made for clarity alone, and dumps of trees to compare it with.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <random>
 #include <string>
 
+#include <vdx/xml.h>
+
 namespace xmltest {
 
-// What xmltest::dump gives for the document of a text; nothing if it cannot be read.
+// Everything that a tree holds, without going through the writer. For shallow trees.
+inline std::string dump(const chXmlObject& node) {
+    if (!node.hasData()) return "()";
+    std::string szDump = "(" + std::to_string(node.type()) + " '" + node.tagName() + "'";
+    for (const auto& [szName, szValue] : *chXmlAttributeObject(node).GetAttributeData())
+        szDump += " [" + szName + "|" + szValue + "]";
+    for (chXmlObject child = node.getChild(); child.hasData(); ++child)
+        szDump += dump(child);
+    return szDump + ")";
+}
+
+// The nodes of which the leak report would tell now.
+inline std::uint32_t nodesAlive() {
+    const auto counts = dymicAllocHelper::getInstance()->getCounts();
+    return counts.nAlloc - counts.nFree;
+}
+
+// The dump of a text's document; nothing if the text cannot be read.
 std::optional<std::string> modelDump(const std::string& szText);
 
-// Texts near the border between readable and not.
+// A text of every kind of markup, mostly readable, and the same with one change more.
 std::string randomDocument(std::mt19937& random);
 std::string mutated(std::string szText, std::mt19937& random);
 

@@ -1,28 +1,41 @@
-// What the XML tests share: the leak check, and exact dumps of trees.
+// What the XML tests share: the leak check; trees, texts and counts of files in a line.
 #pragma once
 
-#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
 
 #include <gtest/gtest.h>
 
 #include <vdx/xml.h>
 
-#include "xml/dump.h"
+#include "xml/model.h"
 
 namespace xmltest {
 
 // Every node that a test makes is freed by its end.
 class LeakFree : public ::testing::Test {
 protected:
-    static std::uint32_t leaked() {
-        const auto counts = dymicAllocHelper::getInstance()->getCounts();
-        return counts.nAlloc - counts.nFree;
-    }
-    void SetUp() override { m_nBefore = leaked(); }
-    void TearDown() override { EXPECT_EQ(m_nBefore, leaked()); }
+    void TearDown() override { EXPECT_EQ(m_nBefore, nodesAlive()); }
 
 private:
-    std::uint32_t m_nBefore = 0;
+    const std::uint32_t m_nBefore = nodesAlive();
 };
+
+// The top element of a text.
+inline chXmlElement tree(const std::string& szText) {
+    return chXmlDocument::ParseDocument(szText).getChildElement();
+}
+
+inline std::size_t entries(const std::string& szDirectory) {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(szDirectory), {}));
+}
+
+inline std::string repeated(std::string_view szPiece, std::size_t nTimes) {
+    std::string szText;
+    for (; nTimes > 0; --nTimes)
+        szText += szPiece;
+    return szText;
+}
 
 }  // namespace xmltest

@@ -1,0 +1,175 @@
+// The memory of nodes: each allocation failing in turn, no more to map, cells that other threads free.
+#include <unistd.h>
+#include <atomic>
+#include <barrier>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <thread>
+
+#include "support/child.h"
+#include "support/threads.h"
+#include "xml/cell_pool.h"
+#include "xml/failing_calls.h"
+#include "xml/xml_support.h"
+
+using namespace xmltest;
+
+namespace {
+
+class chXmlMemoryFaults : public LeakFree {};
+class chXmlThreads : public LeakFree {};
+
+constexpr int THREADS = 6;
+
+// Of everything something that is longer than what is held without the heap.
+std::string longPieces() {
+    const std::string szLong(50, 'l');
+    std::string szText = "<root><!--" + szLong + "--><empty/><a";
+    for (int i = 0; i < 40; ++i)
+        szText += " attribute" + std::to_string(i) + "='" + szLong + " &amp; more'";
+    return szText + ">" + szLong + "&lt;</a><b>" + repeated("b", 20000) + "</b><![CDATA[" + szLong +
+           "]]></root>";
+}
+
+// How often some work, which says whether it was done, runs out of memory: each time with one
+// allocation more than before, and on a new thread, which has no memory of its own yet. -1 if it
+// is never done, or a failure leaves behind what it should not.
+long failuresOf(const std::function<bool()>& work, const std::function<bool()>& isAsBefore) {
+    for (long n = 0; n < 1000; ++n) {
+        bool bDone = false;
+        std::thread([&] {
+            t_nAllocationsLeft = n;
+            try {
+                bDone = work();
+            } catch (const std::bad_alloc&) {
+            }
+            t_nAllocationsLeft = -1;
+        }).join();
+        if (bDone) return n;
+        if (!isAsBefore()) return -1;
+    }
+    return -1;
+}
+
+TEST_F(chXmlMemoryFaults, EachAllocationFailingInTurn) {
+    const std::string szText = longPieces(), szName(300, 'n');
+    const struct {
+        const char* szLabel;
+        long nAtLeast;
+        std::function<bool(chXmlElement&)> work;
+    } CASES[] = {
+        {"parse", 50, [&](auto&) { return chXmlDocument::ParseDocument(szText).hasChildren(); }},
+        {"door", 50, [&](auto&) { return chXmlObject().parseContent(szText).empty(); }},
+        {"clone", 40, [](auto& top) { return top.clone().hasData(); }},
+        {"export", 2, [](auto& top) { return !top.ExportToText(false).empty(); }},
+        {"entities", 1, [&](auto&) { return xmlXMLPhrase2Text(xmlText2XMLPhrase(szText)) == szText; }},
+        {"add", 1, [&](auto& top) { return top.AddChildElement(szName).hasData(); }},
+        {"new attribute", 2, [&](auto& top) { return top.SetAttributeValue(szName, szName); }},
+        {"other value", 1, [&](auto& top) { return top["a"].SetAttributeValue("attribute7", szText); }},
+        {"new option", 2, [&](auto& top) { return top.SetOption(szName, szName); }},
+        {"other option", 1, [&](auto& top) { return top.SetOption("b", szText); }},
+        {"first text", 1, [&](auto& top) { return top.SetOption("empty", szName); }},
+    };
+    const chXmlElement whole = tree(szText);
+    for (const auto& test : CASES) {
+        chXmlElement copy = whole.clone();
+        const auto isAsBefore = [&] { return dump(whole) == dump(copy); };
+        EXPECT_GE(failuresOf([&] { return test.work(copy); }, isAsBefore), test.nAtLeast) << test.szLabel;
+    }
+}
+
+// A save touches no file. A load changes neither the document nor its path, or the file could not be read.
+TEST_F(chXmlMemoryFaults, Files) {
+    const TempDir dir;
+    const std::string szOther = dir.write("other", longPieces()), szPath = dir.write("f", "<former/>");
+    chXmlFile file(szPath);
+    const auto isUntouched = [&] { return TempDir::read(szPath) == "<former/>" && entries(dir.path()) == 2; };
+    EXPECT_GE(failuresOf([&] { return file.SaveToFile(""); }, isUntouched), 3);
+    const auto isFormer = [&] {
+        const bool bFormer = file.hasChildren() ? file.SaveToFile("") : file.LoadFromFile(szPath);
+        return bFormer && TempDir::read(szPath) == "<former/>\n" && TempDir::read(szOther) == longPieces();
+    };
+    EXPECT_GE(failuresOf([&] { return file.LoadFromFile(szOther); }, isFormer), 50);
+}
+
+TEST_F(chXmlMemoryFaults, NoMoreMemoryToMap) {
+    if (vdx::CELLS_FROM_HEAP) GTEST_SKIP() << "cells come from the heap here";
+    const std::string szText = "<r>" + repeated("<a b='c'/>t", 5000) + "</r>";
+    // Of the ones below, the first one takes the source's cells.
+    chXmlObject kept = chXmlDocument::ParseDocument(szText).clone();
+    t_nAllocationsLeft = 0;
+    EXPECT_THROW(for (;;) kept.AddChildObject(chXmlDocument::ParseDocument(szText)), std::bad_alloc);
+    t_nAllocationsLeft = -1;
+    EXPECT_TRUE((++kept.getChild()).hasData());
+}
+
+TEST_F(chXmlThreads, HandlesOnOneTree) {
+    const chXmlDocument document = chXmlDocument::ParseDocument("<r a='1'><x>t</x><y/><z><w/></z></r>");
+    std::atomic<int> nFound{0};
+    vdxtest::runTogether(THREADS, [&](int) {
+        for (int n = 0; n < 3000; ++n) {
+            const chXmlObject copy = document;
+            for (chXmlElement e = copy["r"].getChildElement(); e.hasData(); ++e)
+                nFound += e.getParent().hasData();
+        }
+    });
+    EXPECT_EQ(THREADS * 3000 * 3, nFound);
+}
+
+// All threads drop what is left of one tree at the same time: one its last handle, the others handles
+// on its nodes.
+TEST_F(chXmlThreads, DroppingATreeInPieces) {
+    for (int nRound = 0; nRound < 300; ++nRound) {
+        chXmlObject root = chXmlDocument::ParseDocument("<r><a><b><c/></b></a><d><e/></d></r>")["r"];
+        chXmlObject handles[THREADS] = {root["a"], root["a"]["b"], root["a"]["b"]["c"],
+                                        root["d"], root["d"]["e"], std::move(root)};
+        vdxtest::runTogether(THREADS, [&](int i) { handles[i] = chXmlObject(); });
+        ASSERT_EQ(0U, nodesAlive());
+    }
+}
+
+// Each thread reads a document, releases that of another thread and leaves a copy behind, for many
+// rounds: memory does not pile up, and what ended threads kept is used again.
+TEST_F(chXmlThreads, CellsComeBackFromOtherThreads) {
+    chXmlObject documents[THREADS];
+    std::size_t nAfterTenth = 0;
+    for (int nRound = 0; nRound < 60; ++nRound) {
+        std::barrier swap(THREADS);
+        vdxtest::runTogether(THREADS, [&](int i) {
+            const std::string szItem = "<a b='" + std::to_string(i) + "'/>t";
+            documents[i] = chXmlDocument::ParseDocument("<r>" + repeated(szItem, 1000) + "</r>");
+            swap.arrive_and_wait();
+            const int nOther = (i + 1) % THREADS;
+            EXPECT_EQ(std::to_string(nOther), documents[nOther]["r"]["a"].GetAttributeValue("b", ""));
+            documents[nOther] = documents[nOther].clone();
+        });
+        if (nRound == 10) nAfterTenth = vdx::cellSlabBytes();
+    }
+    EXPECT_LE(vdx::cellSlabBytes(), nAfterTenth + (4U << 20));
+}
+
+// Trees that are made and die after the main thread's own cells were given back.
+struct LateReader {
+    ~LateReader() {
+        const std::string szText = "<a b=\"c\">" + std::string(40, 'd') + "<!-- e --></a>";
+        if (tree(szText).clone().ExportToText(true) != szText) _exit(2);
+    }
+};
+TEST_F(chXmlThreads, StaticDocumentsDieLate) {
+    const auto exitWithDocuments = [] {
+        static LateReader s_reader;
+        static chXmlDocument s_document = chXmlDocument::ParseDocument("<a b='c'>d</a>");
+        static chXmlDocument s_other = s_document;
+        std::exit(s_other.hasChildren() ? 0 : 1);
+    };
+    EXPECT_EXIT(exitWithDocuments(), testing::ExitedWithCode(0), "");
+}
+
+TEST_F(chXmlThreads, AForkedChildCanUseCells) {
+    const auto inChild = [] { return chXmlDocument::ParseDocument("<a><b/></a>").hasChildren(); };
+    const auto busy = [] { chXmlDocument::ParseDocument("<a><b c='d'/></a>").clone(); };
+    EXPECT_EQ(0, vdxtest::forkWhileBusy(20, busy, inChild));
+}
+
+}  // namespace

@@ -1,0 +1,227 @@
+// Reading and writing: against the model, against tables, against hostile texts, and there and back.
+#include <chrono>
+#include <cstring>
+#include <random>
+#include <utility>
+
+#include "xml/document.h"
+#include "xml/entities.h"
+#include "xml/scan.h"
+#include "xml/xml_support.h"
+
+using namespace xmltest;
+
+namespace {
+
+constexpr const char* EMPTY = "(6 '')";
+
+class chXmlParser : public LeakFree {};
+class chXmlExport : public LeakFree {};
+
+std::string parsed(const std::string& szText) {
+    return dump(chXmlDocument::ParseDocument(szText));
+}
+
+// Each rule and oddity of the contract; the rows hold for the model as well.
+TEST_F(chXmlParser, Table) {
+    const std::pair<const char*, const char*> CASES[] = {
+        {" \r\n\t", ""},
+        {"<a/>  hello <b/>", "(4 'a')(2 'hello')(4 'b')"},
+        {"<a>  x </a><a>\v</a><!--c-->  x<b/>", "(4 'a'(2 '  x'))(4 'a'(2 '\v'))(1 'c')(2 '  x')(4 'b')"},
+        {"\xEF\xBB\xBF<a></a>   ", "(2 '\xEF\xBB\xBF')(4 'a')"},
+        {"<!--  note  --><!-->--><!--->-->", "(1 'note')(1 '>')(1 '->')"},
+        {"<![CDATA[ a<&lt; ]]><![CDATA[]]]]>", "(5 'a<&lt;')(5 ']]')"},
+        {"<a>&lt;&amp;lt;&amp;amp;&#65;&LT;&lt&</a>", "(4 'a'(2 '<&lt;&amp;&#65;&LT;&lt&'))"},
+        {"<?xml version=\"1.0\"?><r/>", "(3 'xml' [version|1.0])(4 'r')"},
+        {"<a b='1' B=\"2\"c = 'd\"e'/>", "(4 'a' [b|2] [c|d\"e])"},
+        {"<a &quot;='&apos;<'></a >", "(4 'a' [\"|'<])"},
+        {"<a/ ></a/>", "(4 'a/')"},
+    };
+    for (const auto& [szText, szChildren] : CASES) {
+        const std::string szTree = std::string("(6 ''") + szChildren + ")";
+        EXPECT_EQ(szTree, parsed(szText)) << szText;
+        EXPECT_EQ(szTree, modelDump(szText)) << szText;
+    }
+}
+
+// And where it stopped is kept: 39 bytes from there.
+TEST_F(chXmlParser, UnreadableGivesAnEmptyDocument) {
+    // clang-format off
+    const char* const CASES[] = {
+        "x", "<a></a>trailing", "<a>x</A>", "<a><b></a>", "<a>", "</a>", "<a", "<", "<>", "<></>", "</>",
+        "<a></a", "<!-- x", "<!-->", "<!--->", "<![CDATA[ x", "<?xml", "<?xml?", "<? ?>", "<a b>", "<a b=c>",
+        "<a b=1 c='2'/>", "<a b='x/>", "<a b=\"x>y\"/>", "<a ='1'/>", "<a \"b='1'/>", "<a b c='1'/>",
+        "<a=b/>", "<a\"/>", "<a<b/>", "<a b=x'1'/>", "<!DOCTYPE r><r/>",
+        "<a/>0123456789012345678901234567890123456789"};
+    // clang-format on
+    for (const char* szText : CASES) {
+        EXPECT_EQ(EMPTY, parsed(szText)) << szText;
+        EXPECT_FALSE(modelDump(szText)) << szText;
+        EXPECT_NE(nullptr, std::strstr(szText, vdx::lastUnreadableText())) << szText;
+    }
+    EXPECT_STREQ("012345678901234567890123456789012345678", vdx::lastUnreadableText());
+}
+
+// Also on either side of the number of attributes from which on their names are looked up in an index.
+// And what was written reads back as the same tree, unless a name ends in what looks like an empty tag.
+TEST_F(chXmlParser, AgreesWithTheModelAndReadsWhatIsWritten) {
+    std::mt19937 random(20240517);
+    int nReadable = 0;
+    for (int i = 0; i < 30000; ++i) {
+        std::string szText = randomDocument(random), szNames;
+        for (auto n = i % 50 ? 0 : random() % 99; n > 0; --n)
+            szNames += (n % 3 ? " N" : " n") + std::to_string(random() % 60) + "='" + std::to_string(n) + "'";
+        if (!szNames.empty()) szText += "<a" + szNames + "/>";
+        for (auto n = random() % 3; n > 0; --n)
+            szText = mutated(std::move(szText), random);
+        const auto expected = modelDump(szText);
+        const chXmlDocument document = chXmlDocument::ParseDocument(szText);
+        ASSERT_EQ(expected.value_or(EMPTY), dump(document)) << szText;
+        nReadable += expected.has_value();
+        if (expected.value_or("/'").find("/'") != std::string::npos) continue;
+        ASSERT_EQ(*expected, parsed(document.ExportToText(true))) << szText;
+    }
+    EXPECT_TRUE(nReadable > 5000 && nReadable < 25000) << nReadable;
+}
+
+// Each would take minutes or a stack if anything were quadratic or recursive.
+TEST_F(chXmlParser, LargeTextsAreReadQuickly) {
+    std::string szAttributes;
+    for (int i = 0; i < 100000; ++i)
+        szAttributes += " n" + std::to_string(i) + "=''";
+    const struct {
+        const char* szLabel;
+        std::string szText;
+        bool bReadable;
+    } CASES[] = {
+        {"deep and open", repeated("<a>", 1000000), false},
+        {"attributes", "<a" + szAttributes + "/>", true},
+        {"siblings", "<r>" + repeated("<a/>t", 300000) + "</r>", true},
+        {"ampersands", "<a>" + repeated("&", 2000000) + "</a>", true},
+        {"entities", "<a>" + repeated("&amp;", 500000) + "</a>", true},
+        {"dashes", "<!--" + repeated("-", 2000000) + ">", true},
+        {"greater-than signs in a comment", "<!--" + repeated(">", 2000000) + "-->", true},
+        {"white space", "<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000), true},
+        {"declarations", repeated("<?a?>", 300000), true},
+        {"open declaration", "<?" + repeated("a='>'", 300000), false},
+    };
+    for (const auto& test : CASES) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(test.bReadable, chXmlDocument::ParseDocument(test.szText).hasChildren()) << test.szLabel;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << test.szLabel;
+    }
+}
+
+// What a door gives back, or "thrown" and the place; and what its handle holds then.
+std::string through(chXmlObject& handle, const std::string& szText) {
+    std::string szRest;
+    try {
+        szRest = handle.parseContent(szText);
+    } catch (const char* szStopped) {
+        szRest = "thrown " + szText.substr(static_cast<std::size_t>(szStopped - szText.data()));
+    }
+    return szRest + " " + dump(handle);
+}
+
+TEST_F(chXmlParser, Doors) {
+    chXmlObject content;
+    EXPECT_EQ("</x> tail (6 ''(4 'a')(2 'text'))", through(content, "<a/>text</x> tail"));
+    EXPECT_EQ("left   (6 ''(4 'a')(2 'text')(1 'c'))", through(content, "<!--c--> left  "));
+    chXmlObject other;
+    EXPECT_EQ("left (6 ''(4 'b'))", through(other, "<b/> left  "));
+    EXPECT_EQ("thrown </c> (6 ''(4 'b')(4 'a'(2 'x'))(4 'b'))", through(other, "<a>x</a><b></c>"));
+    chXmlElement element, empty, open;
+    EXPECT_EQ("<next/> x (4 'a' [b|1](2 't')(4 'c'))", through(element, "a b='1'>t<c/></a> <next/> x "));
+    EXPECT_EQ("rest (4 'e')", through(empty, "e/> rest "));
+    EXPECT_EQ("thrown a (4 '')", through(open, "a"));
+    chXmlAttributeObject body, text = chXmlObject(xmlText, "t");
+    EXPECT_EQ(" (4 'name' [a|1])", through(body, "name a='1' "));
+    EXPECT_EQ(" (4 'other' [a|2] [b|3])", through(body, "other A='2' b='3'"));
+    EXPECT_EQ("thrown a b='1' (2 't')", through(text, "a b='1'"));
+    chXmlDeclaration declaration;
+    EXPECT_EQ(" rest  (3 'xml' [version|1.0])", through(declaration, "<?xml version='1.0'?> rest "));
+    EXPECT_EQ(" (3 'php' [version|1.0] [a|1])", through(declaration, "php a='1'?>"));
+    EXPECT_EQ("thrown a (3 'php' [version|1.0] [a|1])", through(declaration, "<?a"));
+}
+
+// Each scan's two forms, on runs of every byte, with an ampersand before or behind what may end them.
+TEST_F(chXmlParser, VectorAndPortableScansAgree) {
+    for (int i = 0; i < 8 * 40 * 256; ++i) {
+        static constexpr const char* ENDS[] = {"\"&", ">&", "=&", " &", "&\"", "&>", "&=", "x"};
+        const std::string szRun(static_cast<std::size_t>(i / 8 % 40), static_cast<char>(i / 320));
+        const std::string szText = szRun + ENDS[i % 8] + szRun;
+        const char* p = szText.data();
+        const char* pEnd = p + szText.size();
+        bool bName[2] = {}, bEither[2] = {};
+        ASSERT_EQ(vdx::findNameEndPortable(p, pEnd, bName[0]), vdx::findNameEnd(p, pEnd, bName[1])) << szText;
+        ASSERT_EQ(vdx::findEitherPortable(p, pEnd, '"', '>', bEither[0]),
+                  vdx::findEither(p, pEnd, '"', '>', bEither[1]))
+            << szText;
+        ASSERT_TRUE(bName[0] == bName[1] && bEither[0] == bEither[1]) << szText;
+        ASSERT_EQ(vdx::skipWhitePortable(p, pEnd), vdx::skipWhite(p, pEnd)) << szText;
+    }
+}
+
+TEST_F(chXmlExport, EveryKindIndentedCompactAndInParts) {
+    const chXmlDocument document = chXmlDocument::ParseDocument(
+        "<?xml v='1'?><!--c--><r a='&lt;' b='\"'><a>1</a><b x='&amp;'><![CDATA[<]]><d>&gt;</d></b>t</r>");
+    EXPECT_EQ(
+        "<?xml v=\"1\"?><!-- c --><r a=\"&lt;\" b=\"&quot;\"><a>1</a><b x=\"&amp;\"><![CDATA[<]]>"
+        "<d>&gt;</d></b>t</r>",
+        document.ExportToText(true));
+    EXPECT_EQ(document.ExportToText(true), document.ExportChildren(true));
+    const std::string szB = "  <b x=\"&amp;\">\n    <![CDATA[<]]>\n    <d>&gt;</d>\n  </b>\n";
+    EXPECT_EQ("<?xml v=\"1\"?>\n<!-- c -->\n<r a=\"&lt;\" b=\"&quot;\">\n  <a>1</a>\n" + szB + "  t\n</r>\n",
+              document.ExportToText(false));
+    const chXmlElement r = document["r"], b = r["b"];
+    EXPECT_EQ(szB + szB, b.ExportToText(false) + b.ExportElement(false));
+    EXPECT_EQ("    <![CDATA[<]]>\n    <d>&gt;</d>\n", b.ExportChildren(false));
+    EXPECT_EQ(" a=\"&lt;\" b=\"&quot;\"", r.ExportAttributes());
+    chXmlElement(r).RemoveChildObject(b);
+    EXPECT_EQ("<b x=\"&amp;\">\n  <![CDATA[<]]>\n  <d>&gt;</d>\n</b>\n", b.ExportToText(false));
+}
+
+TEST_F(chXmlExport, OddContentIsWrittenAsStored) {
+    chXmlElement element("a b");
+    EXPECT_EQ("<a b/>\n", element.ExportToText(false));
+    element.AddChildObject(xmlText, "");
+    EXPECT_EQ("<a b></a b>", element.ExportToText(true));
+    EXPECT_EQ("<!-- x-->y -->", chXmlObject(xmlComment, "x-->y").ExportToText(true));
+    EXPECT_EQ("<![CDATA[]]>]]>", chXmlObject(xmlCData, "]]>").ExportToText(true));
+    chXmlElement root("r");
+    root.AddChildObject(chXmlDocument()).AddChildElement("x");
+    EXPECT_EQ("<r>\n    <x/>\n</r>\n", root.ExportToText(false));  // A document inside counts as a level.
+}
+
+// Longer than the blocks of memory in which a text is gathered.
+TEST_F(chXmlExport, LongPiecesAndIndentation) {
+    const std::string szLong(100000, 'x');
+    chXmlElement element(szLong);
+    element.SetAttributeValue(szLong, szLong + "<");
+    EXPECT_EQ("<" + szLong + " " + szLong + "=\"" + szLong + "&lt;\"/>", element.ExportToText(true));
+    chXmlObject top, innermost = top.AddChildElement("a");
+    for (int i = 0; i < 40000; ++i)
+        innermost = innermost.AddChildElement("a");
+    EXPECT_EQ(std::string(80000, ' ') + "<a/>\n", innermost.ExportToText(false));
+}
+
+TEST_F(chXmlExport, VectorAndPortableEscapingAgree) {
+    EXPECT_EQ("&quot;&amp;&apos;&lt;&gt;x\xC3\xA9", xmlText2XMLPhrase("\"&'<>x\xC3\xA9"));
+    std::mt19937 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        std::string szText(random() % (i % 2 ? 40 : 700), '\0');
+        for (char& c : szText)
+            c = random() % 9 ? static_cast<char>(random() % 256) : "\"&'<>"[random() % 5];
+        std::string szPortable(6 * szText.size() + vdx::ESCAPE_ROOM, '.');
+        const char* pFrom = szText.data();
+        char* pTo = szPortable.data();
+        vdx::copyEscapedPortable(pFrom, pFrom + szText.size(), pTo, pTo + szPortable.size());
+        szPortable.resize(static_cast<std::size_t>(pTo - szPortable.data()));
+        ASSERT_EQ(szPortable, xmlText2XMLPhrase(szText));
+        ASSERT_EQ(szPortable,
+                  chXmlObject(xmlText, szText).ExportToText(true));  // More may be read behind it.
+        ASSERT_EQ(szText, xmlXMLPhrase2Text(szPortable));
+    }
+}
+
+}  // namespace
