@@ -15,7 +15,7 @@
 // joined here is joined with '/'. A part is a run of other characters between them.
 //
 // Thread-safety: all functions. Errors: through the results only; nothing is traced,
-// and errno tells the reason of a failed operation on files.
+// and errno tells the reason where the system refused.
 
 // --- Texts (the file system is not asked) -----------------------------------------
 
