@@ -3,6 +3,8 @@
 # Builds and runs tests/install/consumer in the given way; status 0 when it printed its line.
 set -euo pipefail
 kind=$1 source=$2 build=$3 work=$4 compiler=$5
+# setup.sh installs no make.
+export CMAKE_GENERATOR=Ninja
 rm -rf "$work"
 mkdir -p "$work"
 
