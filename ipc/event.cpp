@@ -71,10 +71,11 @@ std::map<std::string, std::shared_ptr<chEvent::EventInfo>>& chEvent::s_mapEventI
 
 std::shared_ptr<chEvent::EventInfo> chEvent::GetNamedEventInfo(const std::string& name) {
     const std::lock_guard<std::mutex> lock(s_mtxMapEventInfo);
-    std::shared_ptr<EventInfo>& pInfo = s_mapEventInfo()[name];
-    if (!pInfo) pInfo = std::make_shared<EventInfo>();
-    ++pInfo->nReferences;
-    return pInfo;
+    auto& all = s_mapEventInfo();
+    auto found = all.find(name);
+    if (found == all.end()) found = all.emplace(name, std::make_shared<EventInfo>()).first;
+    ++found->second->nReferences;
+    return found->second;
 }
 
 void chEvent::ReleaseNamedEventInfo(const std::string& name) {

@@ -26,10 +26,14 @@ struct chPointerSnap::Registry {
     Record none;  // What snapshots of unregistered addresses look at.
     std::uint32_t nLastStamp = 0;
 
-    Record* takeRecord() {
-        if (idle.empty()) return &storage.emplace_back();
-        Record* pRecord = idle.back();
-        idle.pop_back();
+    // The record of an address, given to it now if it has none. Without memory nothing changes.
+    Record* recordOf(const void* p) {
+        if (idle.empty()) idle.push_back(&storage.emplace_back());
+        Record*& pRecord = live[p];
+        if (pRecord == nullptr) {
+            pRecord = idle.back();
+            idle.pop_back();
+        }
         return pRecord;
     }
     std::uint32_t nextStamp() {
@@ -47,8 +51,7 @@ chPointerSnap::Registry& chPointerSnap::registry() {
 bool chPointerSnap::addSafePointer(const void* p) {
     const chReentrantGuard guard(getStaticObjectCritical());
     Registry& all = registry();
-    Record*& pRecord = all.live[p];
-    if (pRecord == nullptr) pRecord = all.takeRecord();
+    Record* pRecord = all.recordOf(p);
     pRecord->nStamp.store(0, std::memory_order_relaxed);
     pRecord->pAddress.store(p, std::memory_order_relaxed);
     pRecord->nStamp.store(all.nextStamp(), std::memory_order_release);
