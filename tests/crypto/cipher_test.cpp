@@ -1,7 +1,9 @@
-// AES against the published vectors, its engines against each other, padding, bad arguments.
+// AES against the published vectors, its engines against each other, padding; RC4 against the published
+// key streams and in pieces; bad arguments.
 #include <algorithm>
 #include <climits>
 #include <cstring>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -36,7 +38,7 @@ Bytes expand(const aesEngine& engine, const Bytes& key) {
     return schedule;
 }
 
-// By each engine, and the first block alone; all in place.
+// By each engine, in place, and by the class.
 TEST(Aes, PublishedVectorsInBothDirections) {
     auto rows = readVectors("aes_fips197.vec");
     const auto more = readVectors("aes_sp800_38a_ecb.vec");
@@ -54,11 +56,8 @@ TEST(Aes, PublishedVectorsInBothDirections) {
             pEngine->decrypt(schedule.data(), roundsFor(key), text.data(), text.data(), text.size() / 16);
             EXPECT_EQ(text, plain);
         }
-        Bytes block(plain.begin(), plain.begin() + 16);
-        aesEncrypt128bit(block.data(), schedule.data(), sizeOf(schedule), block.data());
-        EXPECT_EQ(block, Bytes(cipher.begin(), cipher.begin() + 16));
-        aesDecrypt128bit(block.data(), schedule.data(), sizeOf(schedule), block.data());
-        EXPECT_EQ(block, Bytes(plain.begin(), plain.begin() + 16));
+        const aesEncrypt whole(key.data(), sizeOf(key));
+        EXPECT_EQ(whole.Encrypt(plain.data(), sizeOf(plain), PaddingZeros), cipher);
     }
 }
 
@@ -200,6 +199,47 @@ TEST(aesEncrypt, UnsupportedKeySizesHandBlocksOn) {
         EXPECT_EQ(cipher.Encrypt(data.data(), 32, PaddingZeros), data);
         EXPECT_EQ(cipher.Decrypt(data.data(), 32, PaddingZeros), data);
     }
+}
+
+Bytes keyStream(const unsigned char* key, int nKeySize, std::size_t n) {
+    Bytes stream(n);
+    rc4Transfer(key, nKeySize).Transfer(stream.data(), sizeOf(stream));
+    return stream;
+}
+
+TEST(rc4Transfer, Rfc6229KeyStreams) {
+    const auto rows = readVectors("rc4_rfc6229.vec");
+    ASSERT_EQ(rows.size(), 14U * 18U);
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row[0] + " at " + row[1]);
+        const Bytes key = bytesOfHex(row[0]);
+        const Bytes stream = keyStream(key.data(), sizeOf(key), 4112);
+        const auto at = stream.begin() + std::stoi(row[1]);
+        EXPECT_EQ(Bytes(at, at + 16), bytesOfHex(row[2]));
+    }
+}
+
+// However a stream is cut, it is the same stream; calls without data take nothing of it.
+TEST(rc4Transfer, PiecesContinueTheStream) {
+    const Bytes key = randomBytes(16);
+    const Bytes whole = keyStream(key.data(), 16, 1000);
+    for (std::size_t nPiece = 1; nPiece <= 40; ++nPiece) {
+        Bytes pieces(1000);
+        rc4Transfer cipher(key.data(), 16);
+        for (std::size_t i = 0; i < pieces.size(); i += nPiece) {
+            cipher.Transfer(nullptr, 8);
+            cipher.Transfer(&pieces[i], i % 2 ? 0 : INT_MIN);
+            cipher.Transfer(&pieces[i], static_cast<int>(std::min(nPiece, pieces.size() - i)));
+        }
+        ASSERT_EQ(pieces, whole) << nPiece;
+    }
+}
+
+TEST(rc4Transfer, KeysWithoutSizeAndTooLongOnes) {
+    EXPECT_EQ(keyStream(bytesOf("k"), 0, 64), keyStream(nullptr, 5, 64));
+    EXPECT_EQ(keyStream(bytesOf("k"), INT_MIN, 64), keyStream(nullptr, 5, 64));
+    const Bytes key = randomBytes(300);
+    EXPECT_EQ(keyStream(key.data(), 300, 64), keyStream(key.data(), 256, 64));
 }
 
 }  // namespace
