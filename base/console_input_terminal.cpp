@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "base/errno_saver.h"
+#include "base/fork_hooks.h"
 
 namespace vdx {
 
@@ -26,7 +27,7 @@ constexpr int SIGNALS[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGILL,  SIGTRAP, SIGABRT,
 
 // Everything is trivially destroyed: signals and exit handlers come late. The modes and the former
 // actions are written before s_nOwner is, and only read while it is set.
-std::mutex s_mutex;  // Guards the count. Its destructor does nothing on our systems.
+using UsersMutex = ForkMutex<ForkOrder::Console>;  // Guards the count.
 int s_nUsers = 0;
 std::atomic<pid_t> s_nOwner{0};  // The process that has made the terminal raw; 0: it is not.
 int s_aRefresh[2] = {-1, -1};    // A pipe: a waiting select sees it, whichever thread handles a signal.
@@ -166,7 +167,7 @@ termios makeRaw(termios mode) {
 }  // namespace
 
 bool enterRawTerminal() {
-    const std::lock_guard<std::mutex> guard(s_mutex);
+    const std::lock_guard guard(UsersMutex::get());
     // A forked child begins anew.
     if (s_nUsers > 0 && isOwner()) {
         ++s_nUsers;
@@ -187,7 +188,7 @@ bool enterRawTerminal() {
 }
 
 void leaveRawTerminal() {
-    const std::lock_guard<std::mutex> guard(s_mutex);
+    const std::lock_guard guard(UsersMutex::get());
     if (s_nUsers == 0 || --s_nUsers > 0) return;
     const signalPause pause;
     setFormerMode();

@@ -1,6 +1,8 @@
 // What must happen around fork, in lock order, in one place.
 #pragma once
 
+#include <mutex>
+
 namespace vdx {
 
 // The library's process-wide locks from the outermost to the innermost. Before a
@@ -21,6 +23,9 @@ enum class ForkOrder {
     LogQueue,
     LocalTime,
     Events,
+    Console,
+    ModuleLog,
+    SystemLog,
     Allocation,
     XmlCells,
     Count
@@ -35,5 +40,23 @@ struct ForkHooks {
 // Sets the hooks of one place in the order. Each place is set once, by its owner,
 // before or while the object is made that it guards.
 void setForkHooks(ForkOrder order, const ForkHooks& hooks);
+
+// The one mutex of a place in the order that needs no more than this: held around each fork, so that the
+// child finds it free. Hooked when the library is loaded.
+template <ForkOrder ORDER>
+class ForkMutex {
+public:
+    static std::mutex& get() {
+        (void)s_bHooked;
+        return s_mutex;
+    }
+
+private:
+    static void lock() { s_mutex.lock(); }
+    static void unlock() { s_mutex.unlock(); }
+
+    static inline constinit std::mutex s_mutex;
+    static inline const bool s_bHooked = (setForkHooks(ORDER, {lock, unlock, unlock}), true);
+};
 
 }  // namespace vdx

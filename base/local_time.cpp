@@ -9,19 +9,11 @@
 namespace {
 
 // The C library breaks times down under a lock of its own, which a fork may leave
-// held for ever in the child. Ours around it is taken before the fork.
-constinit std::mutex s_mutex;
-void lockMutex() {
-    s_mutex.lock();
-}
-void unlockMutex() {
-    s_mutex.unlock();
-}
-[[maybe_unused]] const bool s_bHooked =
-    (vdx::setForkHooks(vdx::ForkOrder::LocalTime, {lockMutex, unlockMutex, unlockMutex}), true);
+// held for ever in the child. This one around it is free there.
+using TimeMutex = vdx::ForkMutex<vdx::ForkOrder::LocalTime>;
 
 SYSTEMTIME breakDown(time_t nSecond) {
-    const std::lock_guard guard(s_mutex);
+    const std::lock_guard guard(TimeMutex::get());
     tm local{};
     tzset();  // As localtime does, and localtime_r need not.
     localtime_r(&nSecond, &local);

@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "base/errno_saver.h"
+#include "base/fork_hooks.h"
 #include "siblings/modulelog/system_log.h"
 #include "siblings/qvstl/format.h"
 
@@ -19,11 +20,11 @@ struct Sink {
 };
 
 // Neither is ever destroyed: a module may report until the process ends.
-constinit std::mutex s_mutex;
+using SinkMutex = ForkMutex<ForkOrder::ModuleLog>;
 constinit Sink s_sink{};
 
 Sink currentSink() {
-    const std::lock_guard guard(s_mutex);
+    const std::lock_guard guard(SinkMutex::get());
     return s_sink;
 }
 
@@ -35,7 +36,7 @@ const char* moduleLogLevelName(int nLevel) {
 }
 
 void setModuleLogSink(ModuleLogSink pSink, void* pContext) {
-    const std::lock_guard guard(s_mutex);
+    const std::lock_guard guard(SinkMutex::get());
     s_sink = {pSink, pContext};
 }
 

@@ -77,6 +77,15 @@ TEST(chStdInput, KeysOfATerminalAndLimitsOfWaits) {
     EXPECT_EQ(terminal.shown, strExpected + "now\r\n") << "all keys, and they are not shown themselves";
 }
 
+TEST(chStdInput, AForkedChildReadsWhateverAnotherThreadDid) {
+    Terminal terminal;
+    terminal.run([] {
+        return vdxtest::forkWhileBusy(
+            30, [] { chStdInput input; }, [] { return chStdInput().IsTerminal(); });
+    });
+    EXPECT_EQ(terminal.waitForEnd(), 0);
+}
+
 // The thread sanitizer holds signals back while a thread waits in select.
 #if !defined(__SANITIZE_THREAD__)
 
