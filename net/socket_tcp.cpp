@@ -82,7 +82,7 @@ bool chSocketTCP::ConnectTo(const chSocketAddr& peer, int nTimeout) {
     if (!peer.hasData()) return false;
     m_received.clear();
     const bool bPending = m_peer.hasData() && !m_bConnected;
-    if (m_bSpent || (bPending && !(m_peer == peer))) renewFor(peer);
+    if (isValidSocket() && (m_bSpent || (bPending && !(m_peer == peer)))) renewFor(peer);
     m_peer = peer;
     m_bConnected = sockAsyncConnect(fd(), peer.toSocketAddr(), nTimeout);
     m_bReplyAwaited = false;

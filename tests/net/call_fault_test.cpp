@@ -1,12 +1,10 @@
-// Every socket call fails in turn, at each of its places; and the calendar clock jumps
-// while the calls wait. The calls are wrapped when the test is linked.
+// Every socket call fails in turn, at each of its places. The calls are wrapped when the
+// test is linked.
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <sys/time.h>
 #include <cstdarg>
-#include <ctime>
 
 #include <gtest/gtest.h>
 
@@ -26,18 +24,12 @@ struct Fault {
     bool bMet = false;
 };
 thread_local Fault t_fault;
-bool s_bClockJumps = false;
 
 bool failsNow(const char* szCall) {
     if (std::strcmp(t_fault.szCall, szCall) != 0 || t_fault.nSkip-- != 0) return false;
     t_fault.bMet = true;
     errno = t_fault.nErrno;
     return true;
-}
-
-time_t jump() {
-    static int s_nTimes = 0;
-    return !s_bClockJumps ? 0 : ++s_nTimes % 2 == 0 ? 7200 : -7200;
 }
 
 }  // namespace
@@ -80,22 +72,6 @@ int __wrap_ioctl(int nFd, unsigned long nRequest, ...) {
     void* pArgument = va_arg(list, void*);
     va_end(list);
     return failsNow("ioctl") ? -1 : __real_ioctl(nFd, nRequest, pArgument);
-}
-
-int __real_clock_gettime(clockid_t idClock, timespec* pOut);
-int __wrap_clock_gettime(clockid_t idClock, timespec* pOut);
-int __wrap_clock_gettime(clockid_t idClock, timespec* pOut) {
-    const int nResult = __real_clock_gettime(idClock, pOut);
-    if (idClock == CLOCK_REALTIME) pOut->tv_sec += jump();
-    return nResult;
-}
-
-int __real_gettimeofday(timeval* pOut, void* pZone);
-int __wrap_gettimeofday(timeval* pOut, void* pZone);
-int __wrap_gettimeofday(timeval* pOut, void* pZone) {
-    const int nResult = __real_gettimeofday(pOut, pZone);
-    pOut->tv_sec += jump();
-    return nResult;
 }
 }
 // NOLINTEND(bugprone-reserved-identifier)
@@ -167,7 +143,7 @@ TEST(CallFault, EachCallFailsInTurn) {
         return bWorked;
     };
     ASSERT_TRUE(all());
-    const int nDescriptors = peer::openDescriptors();
+    const long nDescriptors = peer::openDescriptors();
     for (const Row& row : rows) {
         for (const int nErrno : {EINTR, ENOMEM}) {
             int nHarmless = 0;
@@ -194,27 +170,6 @@ TEST(CallFault, EachCallFailsInTurn) {
     for (const char* szText : {"Error: if_nametoindex error/n", "Error: sysctl, take 2",
                                "chSocketTCP::Send failed! nSendCount=0 errno:[12][", "network monitor: "})
         EXPECT_NE(texts.find(szText), texts.npos) << szText;
-}
-
-TEST(CallFault, ACalendarThatJumpsChangesNoWait) {
-    s_bClockJumps = true;
-    peer::Signaller signals;  // So that the time left is asked for again and again.
-    peer::Fd listener = peer::listening(AF_INET);
-    chSocketTCP client;
-    chSocketUDP datagrams;
-    ASSERT_TRUE(client.CreateSocket(AF_INET));
-    ASSERT_TRUE(client.ConnectTo(peer::nameOf(listener), 1000));
-    ASSERT_TRUE(datagrams.CreateSocket(AF_INET));
-    const std::function<void()> waits[] = {[&] { client.waitForBufferBytes(1, 80); },
-                                           [&] { client.socketSelect(80); },
-                                           [&] { datagrams.ReceiveToBuffer(80); }};
-    for (const auto& wait : waits) {
-        const peer::Stopwatch watch;
-        wait();
-        EXPECT_GE(watch.ms(), 78);
-        EXPECT_LT(watch.ms(), 2000);
-    }
-    s_bClockJumps = false;
 }
 
 }  // namespace

@@ -2,16 +2,19 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <random>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,15 +27,14 @@ namespace peer {
 class Fd {
 public:
     explicit Fd(int nFd = -1) : m_nFd(nFd) {}
-    Fd(Fd&& other) noexcept : m_nFd(other.m_nFd) { other.m_nFd = -1; }
+    Fd(Fd&& other) noexcept : m_nFd(std::exchange(other.m_nFd, -1)) {}
     Fd& operator=(Fd&& other) noexcept {
         std::swap(m_nFd, other.m_nFd);
         return *this;
     }
     ~Fd() { close(); }
     void close() {
-        if (m_nFd >= 0) ::close(m_nFd);
-        m_nFd = -1;
+        if (m_nFd >= 0) ::close(std::exchange(m_nFd, -1));
     }
     // Closes so that the other side sees a reset.
     void reset() {
@@ -51,10 +53,6 @@ inline chInAddr loopback(int nFamily) {
     return in6addr_loopback;
 }
 
-inline socklen_t lengthOf(const chSocketAddr& address) {
-    return address.family() == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
-}
-
 inline chSocketAddr nameOf(int nFd) {
     chSocketAddr address;
     socklen_t nLength = sizeof address;
@@ -66,7 +64,7 @@ inline chSocketAddr nameOf(int nFd) {
 inline Fd bound(int nFamily, int nType) {
     Fd fd(socket(nFamily, nType | SOCK_CLOEXEC, 0));
     const chSocketAddr any(loopback(nFamily), 0);
-    EXPECT_EQ(bind(fd, any.toSocketAddr(), lengthOf(any)), 0);
+    EXPECT_EQ(bind(fd, any.toSocketAddr(), sizeof any), 0);
     return fd;
 }
 
@@ -81,29 +79,22 @@ inline chSocketAddr nobody(int nFamily) {
     return nameOf(bound(nFamily, SOCK_STREAM));
 }
 
-inline void sendAll(int nFd, const void* pData, std::size_t nBytes) {
-    const char* p = static_cast<const char*>(pData);
-    while (nBytes > 0) {
-        const ssize_t n = send(nFd, p, nBytes, MSG_NOSIGNAL);
+inline void sendAll(int nFd, std::string_view text) {
+    for (ssize_t n; !text.empty(); text.remove_prefix(static_cast<std::size_t>(n))) {
+        n = send(nFd, text.data(), text.size(), MSG_NOSIGNAL);
         if (n <= 0) return;
-        p += n;
-        nBytes -= static_cast<std::size_t>(n);
     }
 }
 
-inline void sendAll(int nFd, const std::string& text) {
-    sendAll(nFd, text.data(), text.size());
-}
-
 // Sends in pieces of random sizes, each on its own.
-inline void sendPieces(int nFd, const std::string& text, std::size_t nLargest, unsigned nSeed) {
+inline void sendPieces(int nFd, std::string_view text, std::size_t nLargest, unsigned nSeed) {
     const int nOn = 1;
     setsockopt(nFd, IPPROTO_TCP, 1 /* TCP_NODELAY */, &nOn, sizeof nOn);
     std::mt19937 random(nSeed);
-    for (std::size_t i = 0; i < text.size();) {
-        const std::size_t n = std::min(text.size() - i, 1 + random() % nLargest);
-        sendAll(nFd, text.data() + i, n);
-        i += n;
+    while (!text.empty()) {
+        const std::size_t n = std::min(text.size(), 1 + random() % nLargest);
+        sendAll(nFd, text.substr(0, n));
+        text.remove_prefix(n);
         if (random() % 64 == 0) std::this_thread::sleep_for(std::chrono::microseconds(random() % 200));
     }
 }
@@ -111,13 +102,7 @@ inline void sendPieces(int nFd, const std::string& text, std::size_t nLargest, u
 // Reads until that many bytes or the end.
 inline std::string readAll(int nFd, std::size_t nBytes) {
     std::string text(nBytes, '\0');
-    std::size_t nGot = 0;
-    while (nGot < nBytes) {
-        const ssize_t n = recv(nFd, text.data() + nGot, nBytes - nGot, 0);
-        if (n <= 0) break;
-        nGot += static_cast<std::size_t>(n);
-    }
-    text.resize(nGot);
+    text.resize(static_cast<std::size_t>(std::max(recv(nFd, text.data(), nBytes, MSG_WAITALL), ssize_t{0})));
     return text;
 }
 
@@ -129,57 +114,48 @@ inline std::string randomBytes(std::size_t nBytes, unsigned nSeed) {
     return text;
 }
 
-inline int countEntries(const char* szFolder) {
-    int nCount = 0;
-    DIR* pFolder = opendir(szFolder);
-    while (pFolder != nullptr && readdir(pFolder) != nullptr)
-        ++nCount;
-    if (pFolder != nullptr) closedir(pFolder);
-    return nCount;
+inline long openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
-inline int openDescriptors() {
-    return countEntries("/proc/self/fd");
+inline long runningThreads() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
-inline int runningThreads() {
-    return countEntries("/proc/self/task");
+
+// What a call prints, traces included.
+template <class Call>
+std::string printedBy(Call call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
 }
 
 class Stopwatch {
 public:
-    long long ms() const {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
-                                                                     m_start)
-            .count();
-    }
+    long ms() const { return std::chrono::duration_cast<std::chrono::milliseconds>(now() - m_start).count(); }
 
 private:
-    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    static std::chrono::steady_clock::time_point now() { return std::chrono::steady_clock::now(); }
+    std::chrono::steady_clock::time_point m_start = now();
 };
 
-// Sends signals to one thread for as long as it lives; the handler does nothing and
-// interrupts system calls.
+// Sends signals to the thread that made it, for as long as it lives; the handler does
+// nothing and interrupts system calls.
 class Signaller {
 public:
     Signaller() {
         struct sigaction action {};
         action.sa_handler = [](int) {};
         sigaction(SIGUSR1, &action, nullptr);
-        const pthread_t hTarget = pthread_self();
-        m_thread = std::thread([this, hTarget] {
-            while (!m_bStop) {
+        m_thread = std::jthread([hTarget = pthread_self()](const std::stop_token& stop) {
+            while (!stop.stop_requested()) {
                 pthread_kill(hTarget, SIGUSR1);
                 std::this_thread::sleep_for(std::chrono::milliseconds(7));
             }
         });
     }
-    ~Signaller() {
-        m_bStop = true;
-        m_thread.join();
-    }
 
 private:
-    std::atomic<bool> m_bStop{false};
-    std::thread m_thread;
+    std::jthread m_thread;
 };
 
 // Ours connected to a raw peer, over one of the families.
@@ -188,18 +164,21 @@ class Connected : public ::testing::TestWithParam<int> {
 protected:
     void SetUp() override {
         nDescriptors = openDescriptors();
-        Fd listener = listening(GetParam());
         ASSERT_TRUE(ours.CreateSocket(GetParam()));
-        ASSERT_TRUE(ours.ConnectTo(nameOf(listener), 2000));
-        raw = Fd(accept(listener, nullptr, nullptr));
-        ASSERT_GE(raw, 0);
+        connectAnew();
     }
     void TearDown() override {
         raw.close();
         ours.DestroySocket();
         EXPECT_EQ(openDescriptors(), nDescriptors);
     }
-    int nDescriptors = 0;
+    void connectAnew() {
+        ours.Disconnect();
+        const Fd listener = listening(GetParam());
+        ASSERT_TRUE(ours.ConnectTo(nameOf(listener), 2000));
+        raw = Fd(accept(listener, nullptr, nullptr));
+    }
+    long nDescriptors = 0;
     Socket ours;
     Fd raw;
 };

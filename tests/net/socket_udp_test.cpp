@@ -10,11 +10,6 @@ namespace {
 
 using peer::Stopwatch;
 
-void sendRaw(int nFd, const chSocketAddr& to, const std::string& text) {
-    ASSERT_EQ(sendto(nFd, text.data(), text.size(), 0, to.toSocketAddr(), peer::lengthOf(to)),
-              static_cast<ssize_t>(text.size()));
-}
-
 class Udp : public ::testing::TestWithParam<int> {
 protected:
     void SetUp() override {
@@ -22,11 +17,9 @@ protected:
         address = peer::nameOf(peer::bound(GetParam(), SOCK_DGRAM));
         ASSERT_TRUE(ours.CreateSocket(address));
     }
-    std::string take(chSocketAddr* pFrom, int nTimeout) {
-        std::vector<unsigned char> out;
-        const int nCount = ours.ReceiveFrom(out, pFrom, nTimeout);
-        EXPECT_EQ(std::max(nCount, 0), static_cast<int>(out.size()));
-        return std::string(out.begin(), out.end());
+    void sendRaw(const std::string& text) {
+        EXPECT_EQ(sockSendTo(raw, text.data(), static_cast<int>(text.size()), 0, address.toSocketAddr()),
+                  static_cast<int>(text.size()));
     }
     peer::Fd raw;
     chSocketAddr address;
@@ -35,45 +28,46 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Family, Udp, ::testing::Values(AF_INET, AF_INET6), peer::familyName);
 
 TEST_P(Udp, DatagramsComeWholeWithTheirSender) {
-    const std::string largest = peer::randomBytes(65507, 1);
-    for (const std::string& text : {std::string("one"), largest, std::string("2")}) {
-        sendRaw(raw, address, text);
+    std::vector<unsigned char> out;
+    for (const std::string& text : {std::string("one"), peer::randomBytes(65507, 1), std::string("2")}) {
+        sendRaw(text);
         chSocketAddr from;
-        EXPECT_TRUE(take(&from, 1000) == text);
+        EXPECT_EQ(ours.ReceiveFrom(out, &from, 1000), static_cast<int>(text.size()));
+        EXPECT_TRUE(std::string(out.begin(), out.end()) == text);
         EXPECT_EQ(from.family(), GetParam());
         EXPECT_EQ(from.port(), peer::nameOf(raw).port());
-        if (GetParam() == AF_INET) {
-            EXPECT_TRUE(from == peer::nameOf(raw));
-        }
+        EXPECT_EQ(from == peer::nameOf(raw), GetParam() == AF_INET);  // Cut to 16 bytes.
     }
-    sendRaw(raw, address, "");
-    sendRaw(raw, address, "after the empty one");
-    EXPECT_EQ(take(nullptr, 1000), "");
-    EXPECT_EQ(take(nullptr, -1), "after the empty one");
+    sendRaw("");
+    sendRaw("after the empty one");
+    EXPECT_EQ(ours.ReceiveFrom(out, nullptr, 1000), 0);
+    EXPECT_EQ(ours.ReceiveFrom(out, nullptr, -1), 19);
 }
 
 TEST_P(Udp, LimitsAreKeptAndMayChange) {
-    peer::Signaller signals;
-    for (const int nTimeout : {50, 1, 90, 3, 0}) {
-        Stopwatch watch;
-        EXPECT_EQ(ours.ReceiveToBuffer(nTimeout), 0);
-        EXPECT_GE(watch.ms(), nTimeout - 1);
-        EXPECT_LT(watch.ms(), 2000);
+    const peer::Signaller signals;
+    // Made non-blocking by its user, it waits all the same.
+    for (const bool bBlocking : {true, false}) {
+        ASSERT_TRUE(sockSetBlocking(ours.fd(), bBlocking));
+        for (const int nTimeout : {50, 1, 90, 3, 0}) {
+            const Stopwatch watch;
+            EXPECT_EQ(ours.ReceiveToBuffer(nTimeout), 0);
+            EXPECT_GE(watch.ms(), nTimeout - 1);
+            EXPECT_LT(watch.ms(), 2000);
+        }
+        const auto sending = std::async(std::launch::async, [&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(60));
+            sendRaw("x");
+        });
+        EXPECT_EQ(ours.ReceiveToBuffer(-1), 1);
     }
     EXPECT_EQ(ours.ReceiveToBuffer(-2), -1);
-    auto sending = std::async(std::launch::async, [&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
-        sendRaw(raw, address, "x");
-    });
-    EXPECT_EQ(ours.ReceiveToBuffer(-1), 1);
-    // Made non-blocking by its user, it waits all the same.
-    ASSERT_TRUE(sockSetBlocking(ours.fd(), false));
-    Stopwatch watch;
+    // A new socket does not inherit the old one's limit.
+    EXPECT_EQ(ours.ReceiveToBuffer(40), 0);
+    ASSERT_TRUE(ours.chSocket::CreateSocket(GetParam(), SOCK_DGRAM, 0));
+    const Stopwatch watch;
     EXPECT_EQ(ours.ReceiveToBuffer(40), 0);
     EXPECT_GE(watch.ms(), 39);
-    // A new socket does not inherit the old one's limit.
-    ASSERT_TRUE(ours.chSocket::CreateSocket(GetParam(), SOCK_DGRAM, 0));
-    EXPECT_EQ(ours.ReceiveToBuffer(40), 0);
 }
 
 TEST_P(Udp, OnlyIPv4DestinationsAreServed) {
@@ -83,29 +77,18 @@ TEST_P(Udp, OnlyIPv4DestinationsAreServed) {
     EXPECT_TRUE(ours.SendTo("x", INT_MIN, to));
     EXPECT_EQ(sockPeekRecvLength(raw), 0);
     EXPECT_EQ(ours.SendTo("hello", 5, to), GetParam() == AF_INET);
-    if (GetParam() == AF_INET) {
-        EXPECT_EQ(peer::readAll(raw, 5), "hello");
-    }
+    EXPECT_EQ(sockPeekRecvLength(raw), GetParam() == AF_INET ? 5 : 0);
     const std::string tooLong(70000, 'l');
     EXPECT_FALSE(ours.SendTo(tooLong.data(), static_cast<int>(tooLong.size()), to));
-    // By the bare call, whose length follows the family, both are.
-    EXPECT_EQ(sockSendTo(ours.fd(), "both", 4, 0, to.toSocketAddr()), 4);
+    // By the bare calls, whose lengths follow the family, both are.
     char szText[8] = {};
+    if (GetParam() == AF_INET) recv(raw, szText, sizeof szText, 0);
+    EXPECT_EQ(sockSendTo(ours.fd(), "both", 4, 0, to.toSocketAddr()), 4);
     chSocketAddr from;
     int nLength = sizeof from;
     EXPECT_EQ(sockRecvFrom(raw, szText, sizeof szText, 0, from.toSocketAddr(), &nLength), 4);
-    EXPECT_EQ(nLength, static_cast<int>(peer::lengthOf(from)));
+    EXPECT_EQ(nLength, GetParam() == AF_INET ? 16 : 28);
     EXPECT_TRUE(from == address);
-}
-
-TEST_P(Udp, LocalAddressesAreChecked) {
-    chSocketUDP other;
-    EXPECT_FALSE(other.CreateSocket(address));  // Taken.
-    EXPECT_FALSE(other.isValidSocket());
-    EXPECT_FALSE(other.CreateSocket(chSocketAddr(peer::loopback(GetParam()), 0)));
-    EXPECT_FALSE(other.CreateSocket("255.255.255.255", 4000));
-    EXPECT_TRUE(other.CreateSocket(GetParam()));
-    EXPECT_TRUE(fcntl(other.fd(), F_GETFD) & FD_CLOEXEC);
 }
 
 }  // namespace
