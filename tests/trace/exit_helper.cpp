@@ -12,14 +12,16 @@ namespace {
 
 void exercise(const char* szName) {
     // First: nothing else has selected the output yet.
-    uCTraceHelper::getInstance()->TraceConstString(std::string(szName) + " unchanged");
-    vdxTrace(9, "%s", szName);
-    const chTraceStack scope(9, "scope()", nullptr);
-    vdxWarningMessage(szName, 0, "warning");
     uCTraceHelper* pHelper = uCTraceHelper::getInstance();
+    pHelper->TraceConstString(std::string(szName) + " unchanged");
+    {
+        const chTraceStack scope(9, "scope()", nullptr);
+        vdxWarningMessage(szName, 0, "warning");
+    }
     pHelper->RedirectToNull();
     pHelper->ResetTraceLevel(0);
     pHelper->RedirectToFileTrace("/nonexistent/x", 1, 1);
+    vdxTrace(9, "%s", szName);  // At the end the redirections have no effect.
     std::string text;
     while (pHelper->ReadShareMemoryString(text)) {
     }

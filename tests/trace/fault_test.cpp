@@ -1,13 +1,12 @@
-// Tracing while allocations and file calls fail, each in turn.
+// Tracing while allocations and file calls fail, each in turn, and while allocations trace.
 #include <vdx/trace_helper.h>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
-#include <cstdarg>
 #include <cstdlib>
-#include <new>
+#include <functional>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,11 +14,13 @@
 #include <vdx/stack_trace.h>
 #include <vdx/trace.h>
 
-#include "support/temp_dir.h"
+#include "support/child.h"
+#include "trace/lines.h"
 
 namespace {
 
-enum class Kind { None, Memory, File };
+// What is done to the calls of the thread: one of them fails, or each allocation traces.
+enum class Kind { None, FailMemory, FailFile, TraceMemory };
 
 thread_local Kind t_kind = Kind::None;
 thread_local int t_nLeft = 0;  // Calls until the one that fails.
@@ -30,35 +31,30 @@ bool fails(Kind kind) {
 
 }  // namespace
 
+void beforeAllocation(std::size_t nSize);
+void beforeAllocation(std::size_t nSize) {
+    if (t_kind == Kind::TraceMemory)
+        vdxTrace(3, "allocated %zu bytes, a text that needs an allocation of its own", nSize);
+}
+
 // The heap and the calls of log files (linked with --wrap).
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
-#define FAILING(result, name, parameters, arguments, error)     \
-    result __real_##name parameters;                            \
-    result __wrap_##name parameters {                           \
-        if (!fails(Kind::File)) return __real_##name arguments; \
-        errno = error;                                          \
-        return (result)(-1);                                    \
+#define FAILING(kind, result, name, parameters, arguments, failure, error) \
+    result __real_##name parameters;                                       \
+    result __wrap_##name parameters {                                      \
+        if (!fails(Kind::kind)) return __real_##name arguments;            \
+        errno = error;                                                     \
+        return failure;                                                    \
     }
 extern "C" {
-FAILING(ssize_t, write, (int nFd, const void* p, size_t n), (nFd, p, n), ENOSPC)
-FAILING(int, rename, (const char* szOld, const char* szNew), (szOld, szNew), EACCES)
-FAILING(int, unlink, (const char* szName), (szName), EACCES)
-FAILING(int, remove, (const char* szName), (szName), EACCES)
-FAILING(int, stat, (const char* szName, struct stat* pStatus), (szName, pStatus), EACCES)
-void* __real_malloc(size_t nSize);
-void* __wrap_malloc(size_t nSize) {
-    return fails(Kind::Memory) ? nullptr : __real_malloc(nSize);
-}
-int __real_open(const char* szName, int nFlags, ...);
-int __wrap_open(const char* szName, int nFlags, ...) {
-    if (!fails(Kind::File)) return __real_open(szName, nFlags, 0666);
-    errno = EMFILE;
-    return -1;
-}
-FILE* __real_fdopen(int nFd, const char* szMode);
-FILE* __wrap_fdopen(int nFd, const char* szMode) {
-    return fails(Kind::File) ? nullptr : __real_fdopen(nFd, szMode);
-}
+FAILING(FailMemory, void*, malloc, (size_t n), (n), nullptr, ENOMEM)
+FAILING(FailFile, int, open, (const char* szName, int nFlags, ...), (szName, nFlags, 0666), -1, EMFILE)
+FAILING(FailFile, FILE*, fdopen, (int nFd, const char* szMode), (nFd, szMode), nullptr, ENOMEM)
+FAILING(FailFile, ssize_t, write, (int nFd, const void* p, size_t n), (nFd, p, n), -1, ENOSPC)
+FAILING(FailFile, int, rename, (const char* szOld, const char* szNew), (szOld, szNew), -1, EACCES)
+FAILING(FailFile, int, unlink, (const char* szName), (szName), -1, EACCES)
+FAILING(FailFile, int, remove, (const char* szName), (szName), -1, EACCES)
+FAILING(FailFile, int, stat, (const char* szName, struct stat* p), (szName, p), -1, EACCES)
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -80,10 +76,9 @@ constexpr int NO_BLOCK = 98, NO_FAULT = 99;
 
 // In order up to the last, with at most one missing.
 bool isNearlyWhole(const std::vector<int>& found, int nFirst) {
-    for (std::size_t i = 1; i < found.size(); ++i) {
-        if (found[i] <= found[i - 1]) return false;
-    }
-    return !found.empty() && found.back() == LINES &&
+    const bool bInOrder =
+        std::adjacent_find(found.begin(), found.end(), std::greater_equal<>()) == found.end();
+    return bInOrder && !found.empty() && found.back() == LINES &&
            found.size() + 1 >= static_cast<std::size_t>(LINES - nFirst + 1);
 }
 
@@ -97,15 +92,14 @@ int firstFreeDescriptor() {
 void traceEverywhere(const std::string& name, std::string& queued) {
     vdxTrace(3, "console %s", s_long.c_str());
     vdxWarningMessage("f", 1, "%5d", 1);
-    uCTraceHelper* pHelper = uCTraceHelper::getInstance();
     for (int i = 0; i < 2; ++i)  // Should the first one not keep the name.
-        pHelper->RedirectToFileTrace(name, 1, 3);
+        helper().RedirectToFileTrace(name, 1, 3);
     for (int i = 0; i < LINES; ++i)
         vdxTrace(3, "line %d %s|", i, s_short.c_str());
-    pHelper->RedirectToShareMemory();
+    helper().RedirectToShareMemory();
     for (int i = 0; i < LINES; ++i)
         vdxModuleTrace(3, "M:Q", "line %d %s|", i, s_long.c_str());
-    for (std::string text; pHelper->ReadShareMemoryString(text);)
+    for (std::string text; helper().ReadShareMemoryString(text);)
         queued += text;
     const chTraceStack scope(3, "scope()", nullptr);
     vdxReadStack(-1);
@@ -114,14 +108,13 @@ void traceEverywhere(const std::string& name, std::string& queued) {
 
 // 0 when all is as it should be, with the fault over.
 int checkAfter(const TempDir& dir, std::string& queued) {
-    uCTraceHelper* pHelper = uCTraceHelper::getInstance();
-    for (std::string text; pHelper->ReadShareMemoryString(text);)
+    for (std::string text; helper().ReadShareMemoryString(text);)
         queued += text;
-    const bool bBlock = pHelper->TraceToShareMemory("line 25 |");
+    const bool bBlock = helper().TraceToShareMemory("line 25 |");
     std::string text;
-    if (bBlock != pHelper->ReadShareMemoryString(text)) return 2;
+    if (bBlock != helper().ReadShareMemoryString(text)) return 2;
     if (bBlock && !isNearlyWhole(numbers(queued + text, "line "), 0)) return 2;
-    pHelper->TraceToFileTrace("line 25 |");
+    helper().TraceToFileTrace("line 25 |");
     std::string files;
     for (const char* szName : {"t-0.log", "t-1.log", "t-2.log"})
         files += TempDir::read(dir / szName);
@@ -139,38 +132,29 @@ int checkAfter(const TempDir& dir, std::string& queued) {
 // A process of its own, for the first trace matters.
 int runWithFault(Kind kind, int nCall) {
     const TempDir dir;
-    const pid_t pid = fork();
-    if (pid != 0) {
-        int nStatus = -1;
-        waitpid(pid, &nStatus, 0);
-        return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 1000 + nStatus;
-    }
-    alarm(60);
-    (void)!std::freopen("/dev/null", "w", stdout);
-    (void)!std::freopen("/dev/null", "w", stderr);
-    const int nDescriptor = firstFreeDescriptor();
-    const std::string name = dir / "t";
-    std::string queued;
-    queued.reserve((LINES + 1) * s_long.size() * 2);
-    try {
+    const auto result = vdxtest::runInChild([&] {
+        alarm(60);
+        const int nDescriptor = firstFreeDescriptor();
+        const std::string name = dir / "t";
+        std::string queued;
+        queued.reserve((LINES + 1) * s_long.size() * 2);
         t_nLeft = nCall;
         t_kind = kind;
-        traceEverywhere(name, queued);
+        traceEverywhere(name, queued);  // An exception would end the process.
         t_kind = Kind::None;
-    } catch (...) {
-        _exit(6);
-    }
-    if (t_nLeft >= 0) _exit(NO_FAULT);
-    const int nResult = checkAfter(dir, queued);
-    uCTraceHelper::getInstance()->RedirectToFileTrace("", 0, 0);  // Closes the file.
-    _exit(firstFreeDescriptor() == nDescriptor ? nResult : 7);
+        if (t_nLeft >= 0) return NO_FAULT;
+        const int nResult = checkAfter(dir, queued);
+        helper().RedirectToFileTrace("", 0, 0);  // Closes the file.
+        return firstFreeDescriptor() == nDescriptor ? nResult : 7;
+    });
+    return result.exitCode();
 }
 
 }  // namespace
 
 TEST(TraceFaults, EachAllocationFailingInTurn) {
     int n = 0, nWithoutBlock = 0;
-    for (int nResult; (nResult = runWithFault(Kind::Memory, n)) != NO_FAULT; ++n) {
+    for (int nResult; (nResult = runWithFault(Kind::FailMemory, n)) != NO_FAULT; ++n) {
         nWithoutBlock += nResult == NO_BLOCK;
         ASSERT_TRUE(nResult == 0 || nResult == NO_BLOCK) << nResult << " at allocation " << n;
     }
@@ -180,7 +164,34 @@ TEST(TraceFaults, EachAllocationFailingInTurn) {
 
 TEST(TraceFaults, EachFileCallFailingInTurn) {
     int n = 0;
-    for (int nResult; (nResult = runWithFault(Kind::File, n)) != NO_FAULT; ++n)
+    for (int nResult; (nResult = runWithFault(Kind::FailFile, n)) != NO_FAULT; ++n)
         ASSERT_EQ(nResult, 0) << "file call " << n;
     EXPECT_GT(n, 40);
+}
+
+// To every output, from the making of the process's record on.
+TEST(TraceNested, AllocationsThatTraceNeitherDeadlockNorRecurse) {
+    const TempDir dir;
+    const auto result = vdxtest::runInChild([&] {
+        alarm(30);
+        const std::string name = dir / "t";
+        helper();
+        t_kind = Kind::TraceMemory;
+        helper().RedirectToFileTrace(name, 1, 2);
+        for (int i = 0; i < 30; ++i)
+            vdxTrace(3, "file %d %s", i, std::string(100, 'x').c_str());
+        helper().RedirectToShareMemory();
+        for (int i = 0; i < 30; ++i)
+            vdxTrace(3, "queue %d %s", i, std::string(100'000, 'x').c_str());
+        helper().push_trace_level();
+        for (std::string text; helper().ReadShareMemoryString(text);)  // Allocates inside.
+            continue;
+        t_kind = Kind::None;
+        return 0;
+    });
+    EXPECT_EQ(result.nStatus, 0) << result.err;
+    EXPECT_GT(numbers(result.out, "allocated ").size(), 60u);
+    const std::vector<int> inFile =
+        numbers(TempDir::read(dir / "t-0.log") + TempDir::read(dir / "t-1.log"), "file ");
+    EXPECT_EQ(std::count(inFile.begin(), inFile.end(), 29), 1);
 }

@@ -1,19 +1,16 @@
 // Traced calls through all layers: from what reports to what comes out.
 #include <sys/socket.h>
-#include <regex>
 #include <thread>
 
 #include <gtest/gtest.h>
 #include <vdx/socket.h>
 #include <vdx/trace.h>
-#include <vdx/trace_helper.h>
 
 #include "net/peer.h"
 #include "support/child.h"
+#include "trace/lines.h"
 
 namespace {
-
-const std::string STAMP = R"(\+\d+:\d+\] \d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \d+\.\d{6} )";
 
 // Sends more than the connection holds to a peer that reads late.
 bool sendToALateReader() {
@@ -45,7 +42,7 @@ TEST(Flow, ATracedCallOfASocket) {
         const auto result = vdxtest::runInChild([&] {
             setenv("trace", option.c_str(), 1);
             const bool bSent = sendToALateReader();
-            for (std::string text; uCTraceHelper::getInstance()->ReadShareMemoryString(text);)
+            for (const std::string& text : readQueue())
                 std::printf("%s\n", text.c_str());
             return bSent && !testing::Test::HasFailure() ? 0 : 1;
         });
@@ -64,7 +61,7 @@ TEST(Flow, ASharedTrace) {
         for (int i = 0; i < 30; ++i)
             vdxTrace(5, "%d%s", i, filler.c_str());
         vdxTrace(6, "not this");
-        for (std::string text; uCTraceHelper::getInstance()->ReadShareMemoryString(text);) {
+        for (std::string text : readQueue()) {
             for (std::size_t n; (n = text.find(filler)) != std::string::npos;)
                 text.replace(n, filler.size(), "#");
             std::printf("%s\n", text.c_str());

@@ -2,12 +2,9 @@
 #include <vdx/stack_trace.h>
 
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
 
 #include <gtest/gtest.h>
 #include <vdx/node_alloc.h>
-#include <vdx/trace.h>
 
 #include "support/child.h"
 #include "trace/symbol_text.h"
@@ -26,7 +23,6 @@ TEST(demangleFrame, KnowsTheFormsOfThePlatforms) {
         {"a b c d", "a b c d"},
         {"a b c _Z1fv ", "a b c: f() "},
         {"   ", ""},
-        {"", ""},
     };
     for (const auto& row : rows)
         EXPECT_EQ(vdx::demangleFrame(row.text), row.expected) << row.text;
@@ -64,14 +60,11 @@ TEST(vdxReadStack, CountsFromTheCaller) {
     EXPECT_EQ(after.nFree - before.nFree, 1u);
 }
 
-TEST(vdxReadStack, DumpAndErrorMessageWriteIt) {
-    auto result = vdxtest::runInChild([] {
+TEST(vdxDumpStack, WritesTheSameFrames) {
+    const auto result = vdxtest::runInChild([] {
         vdxDumpStack(4);
         return 0;
     });
     EXPECT_EQ(linesIn(result.err), 3);
     EXPECT_NE(result.err.find("[0x"), std::string::npos);
-    result = vdxtest::runInChild([]() -> int { vdxErrorMessage("f.cpp", 1, "fatal"); });
-    EXPECT_EQ(result.signal(), SIGABRT);
-    EXPECT_GT(linesIn(result.err), 4);
 }

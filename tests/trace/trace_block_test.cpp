@@ -1,29 +1,24 @@
 // The bytes of the trace block and its queue, read by a reader of their own.
-#include <vdx/trace_helper.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
+#include <algorithm>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <vdx/named_object.h>
 #include <vdx/platform.h>
 #include <vdx/trace.h>
 
-namespace {
+#include "support/child.h"
+#include "trace/lines.h"
 
-uCTraceHelper& helper() {
-    return *uCTraceHelper::getInstance();
-}
+namespace {
 
 // The block as another user of it sees it: bytes by name.
 class RawBlock {
 public:
-    RawBlock() {
+    explicit RawBlock(const char* szName = "ipc_system_trace", int nSize = 0x200000) {
         helper();
-        m_pBytes = static_cast<const unsigned char*>(m_file.OpenMapFile("ipc_system_trace", 0x200000));
+        m_pBytes = static_cast<char*>(m_file.OpenMapFile(szName, nSize));
+        EXPECT_FALSE(m_file.IsCreateByMe());
     }
     ~RawBlock() { m_file.CloseMapFile(); }
 
@@ -32,6 +27,13 @@ public:
         T value;
         std::memcpy(&value, m_pBytes + nOffset, sizeof value);
         return value;
+    }
+    template <class T>
+    void put(std::int64_t nOffset, T value) const {
+        std::memcpy(m_pBytes + nOffset, &value, sizeof value);
+    }
+    std::string bytes(std::int64_t nOffset, std::size_t nLength) const {
+        return {m_pBytes + nOffset, nLength};
     }
     // Where the link at an offset leads to; -1 for none.
     std::int64_t follow(std::int64_t nOffset) const {
@@ -48,21 +50,18 @@ public:
         EXPECT_EQ(follow(nHead + 8), (members.empty() ? nHead : members.back()) + 8);
         return members;
     }
-    std::string text(std::int64_t nLine) const {
-        return {reinterpret_cast<const char*>(m_pBytes + nLine + 24), at<std::uint32_t>(nLine + 16)};
+    // The texts of the queued lines.
+    std::vector<std::string> lines() const {
+        std::vector<std::string> texts;
+        for (const std::int64_t nLine : list(72))
+            texts.push_back(bytes(nLine + 24, at<std::uint32_t>(nLine + 16)));
+        return texts;
     }
 
 private:
     chSegmentMapFile m_file;
-    const unsigned char* m_pBytes = nullptr;
+    char* m_pBytes = nullptr;
 };
-
-std::vector<std::string> readAll() {
-    std::vector<std::string> texts;
-    for (std::string text; helper().ReadShareMemoryString(text);)
-        texts.push_back(text);
-    return texts;
-}
 
 }  // namespace
 
@@ -90,100 +89,80 @@ TEST(TraceBlock, LiesAsDescribed) {
     EXPECT_EQ(block.at<std::uint32_t>(records[0] + 24), 3u);
     EXPECT_EQ(pOption->level, 4);
 
-    for (const char* szLine : {"first", "", "three"})
-        EXPECT_TRUE(helper().TraceToShareMemory(szLine));
+    const std::vector<std::string> texts = {"first", "", "three"};
+    for (const std::string& text : texts)
+        EXPECT_TRUE(helper().TraceToShareMemory(text));
     EXPECT_EQ(block.at<std::uint64_t>(64), 3u);
-    auto lines = block.list(72);
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(block.text(lines[0]), "first");
-    EXPECT_EQ(block.text(lines[1]), "");
-    EXPECT_EQ(block.text(lines[2]), "three");
+    EXPECT_EQ(block.lines(), texts);
     // Each is a used cell of the pool, 24 bytes longer than its text.
-    EXPECT_EQ(block.at<std::uint64_t>(lines[0] - 8), 8u + 32u);
-
-    EXPECT_EQ(readAll(), (std::vector<std::string>{"first", "", "three"}));
+    EXPECT_EQ(block.at<std::uint64_t>(block.follow(72) - 8), 8u + 32u);
+    EXPECT_EQ(readQueue(), texts);
     EXPECT_EQ(block.at<std::uint64_t>(64), 0u);
-    EXPECT_TRUE(block.list(72).empty());
+    EXPECT_TRUE(block.lines().empty());
     EXPECT_EQ(block.at<std::uint64_t>(88), 0u);
 }
 
+// Into segments of their own, which another user of the block can read.
 TEST(TraceBlock, AFullQueueMovesItsOldestLinesAside) {
     const RawBlock block;
-    // Several times the block, so that the moved text spans segments of its own.
-    constexpr std::size_t LENGTH = 1000, LINES = 8000;
+    constexpr std::size_t LENGTH = 1000, LINES = 8000, SEGMENT = 0x100000 - 8;
     std::vector<std::string> sent;
     for (std::size_t i = 0; i < LINES; ++i) {
         sent.push_back(std::to_string(i));
         sent.back().resize(LENGTH, '.');
         ASSERT_TRUE(helper().TraceToShareMemory(sent.back()));
     }
-    const auto nQueued = static_cast<std::size_t>(block.at<std::uint64_t>(64));
-    EXPECT_EQ(block.at<std::uint64_t>(88), (LINES - nQueued) * LENGTH);
-    EXPECT_EQ(block.at<std::uint64_t>(96), (LINES - nQueued) * (LENGTH + 1));
+    const auto nMoved = LINES - static_cast<std::size_t>(block.at<std::uint64_t>(64));
+    EXPECT_EQ(block.at<std::uint64_t>(88), nMoved * LENGTH);
+    EXPECT_EQ(block.at<std::uint64_t>(96), nMoved * (LENGTH + 1));
+    {
+        const RawBlock segment("ipc_system_trace.0", 0x100000);
+        EXPECT_EQ(segment.at<std::int32_t>(0), 0x100000);
+        EXPECT_EQ(segment.at<std::int32_t>(4), 4106);
+        EXPECT_EQ(segment.bytes(8, LENGTH), sent[0]);
+    }
 
-    const std::vector<std::string> texts = readAll();
-    ASSERT_EQ(texts.size(), nQueued + 1);
-    std::string expected = " Write " + std::to_string((LINES - nQueued) * LENGTH) + " bytes first.\n";
-    for (std::size_t i = 0; i < LINES - nQueued; ++i)
-        expected += sent[i] + '\n';
-    ASSERT_EQ(texts[0].substr(0, 14), "[M:TraceHelper");
-    EXPECT_TRUE(texts[0].ends_with(expected));
-    for (std::size_t i = 0; i < nQueued; ++i)
-        ASSERT_EQ(texts[i + 1], sent[LINES - nQueued + i]);
+    std::string moved;
+    for (std::size_t i = 0; i < nMoved; ++i)
+        moved += sent[i] + '\n';
+    sent.erase(sent.begin(), sent.begin() + static_cast<std::ptrdiff_t>(nMoved));
+    std::vector<std::string> texts = readQueue();
+    const std::size_t nHead = texts.at(0).find('\n') + 1;
+    EXPECT_EQ(withoutStamps(texts[0].substr(0, nHead)),
+              "[M:TraceHelper@Write " + std::to_string(nMoved * LENGTH) + " bytes first.\n");
+    EXPECT_TRUE(texts[0].substr(nHead) == moved);
+    texts.erase(texts.begin());
+    EXPECT_TRUE(texts == sent);
     EXPECT_EQ(block.at<std::uint64_t>(88), 0u);
     EXPECT_EQ(block.at<std::uint64_t>(96), 0u);
-    EXPECT_TRUE(readAll().empty());
-
-    // The segments are gone: the next ones have other numbers.
-    EXPECT_EQ(block.at<std::uint64_t>(104), (LINES - nQueued) * (LENGTH + 1) / (0x100000 - 8) + 1);
-    chSegmentMapFile segment;
-    EXPECT_NE(segment.OpenMapFile("ipc_system_trace.0", 8), nullptr);
-    EXPECT_TRUE(segment.IsCreateByMe());
-    segment.CloseMapFile();
-}
-
-TEST(TraceBlock, AnotherUserOfTheBlockCanReadTheMovedText) {
-    const RawBlock block;
-    const std::string line(0x100000, 'y');  // Two do not fit.
-    ASSERT_TRUE(helper().TraceToShareMemory(line));
-    ASSERT_TRUE(helper().TraceToShareMemory(line));
-    EXPECT_EQ(block.at<std::uint64_t>(88), line.size());
-    chSegmentMapFile file;
-    const auto* pSegment = static_cast<const char*>(file.OpenMapFile("ipc_system_trace.0", 0x100000));
-    EXPECT_FALSE(file.IsCreateByMe());
-    std::int32_t header[2];
-    std::memcpy(header, pSegment, sizeof header);
-    EXPECT_EQ(header[0], 0x100000);
-    EXPECT_EQ(header[1], 4106);
-    EXPECT_EQ(std::string(pSegment + 8, 100), line.substr(0, 100));
-    file.CloseMapFile();
-    EXPECT_EQ(readAll().size(), 2u);
+    EXPECT_EQ(block.at<std::uint64_t>(104), nMoved * (LENGTH + 1) / SEGMENT + 1);  // Other numbers follow.
+    chSegmentMapFile gone;
+    gone.OpenMapFile("ipc_system_trace.0", 8);
+    EXPECT_TRUE(gone.IsCreateByMe());
+    gone.CloseMapFile();
 }
 
 TEST(TraceBlock, ALineLongerThanTheBlockIsDropped) {
     EXPECT_FALSE(helper().TraceToShareMemory(std::string(0x1FFF88, 'x')));
-    EXPECT_TRUE(readAll().empty());
+    EXPECT_TRUE(readQueue().empty());
     // It empties the queue first; what was there comes as moved text.
     EXPECT_TRUE(helper().TraceToShareMemory("before"));
     EXPECT_FALSE(helper().TraceToShareMemory(std::string(3'000'000, 'x')));
     EXPECT_TRUE(helper().TraceToShareMemory("after"));
-    const auto texts = readAll();
+    const auto texts = readQueue();
     ASSERT_EQ(texts.size(), 2u);
-    EXPECT_TRUE(texts[0].ends_with("Write 6 bytes first.\nbefore\n"));
+    EXPECT_EQ(withoutStamps(texts[0]), "[M:TraceHelper@Write 6 bytes first.\nbefore\n");
     EXPECT_EQ(texts[1], "after");
 }
 
 TEST(TraceBlock, AChangeOfTheDefaultActsAtOnce) {
     const RawBlock block;
-    chSegmentMapFile file;
-    auto* pBytes = static_cast<char*>(file.OpenMapFile("ipc_system_trace", 0x200000));
-    const std::int32_t option[2] = {2, 3};
-    std::memcpy(pBytes + 32, option, sizeof option);
+    block.put<std::int32_t>(32, 2);
+    block.put<std::uint32_t>(36, 3);
     EXPECT_EQ(helper().GetOutputLevel(), 2);
     vdxTrace(3, "no");
     vdxTrace(2, "yes");
     EXPECT_EQ(block.at<std::uint64_t>(64), 1u);
-    file.CloseMapFile();
 }
 
 TEST(TraceBlock, AForkedChildHasARecordOfItsOwnEvenInAFullQueue) {
@@ -191,19 +170,17 @@ TEST(TraceBlock, AForkedChildHasARecordOfItsOwnEvenInAFullQueue) {
     helper().ResetTraceLevel(3);
     while (block.at<std::uint64_t>(88) == 0)
         helper().TraceToShareMemory(std::string(600, 'z'));
-    const auto nParent = static_cast<std::int32_t>(getpid());
-    const pid_t pid = fork();
-    if (pid == 0) {
+    const int idParent = getpid();
+    const auto result = vdxtest::runInChild([&] {
         alarm(20);
-        const bool bUnset = helper().GetOutputLevel() == 0x7FFFFFFF;
-        const auto records = block.list(48);
-        const bool bTwo = records.size() == 2 && block.at<std::uint32_t>(40) == 2;
-        const bool bSorted = bTwo && block.at<std::int32_t>(records[0] + 16) == std::min(nParent, getpid()) &&
-                             block.at<std::int32_t>(records[1] + 16) == std::max(nParent, getpid());
-        _exit(bUnset && bSorted && !testing::Test::HasFailure() ? 0 : 1);
-    }
-    int nStatus = -1;
-    waitpid(pid, &nStatus, 0);
-    EXPECT_EQ(nStatus, 0);
+        EXPECT_EQ(helper().GetOutputLevel(), 0x7FFFFFFF);
+        EXPECT_EQ(block.at<std::uint32_t>(40), 2u);
+        std::vector<int> ids;
+        for (const std::int64_t nRecord : block.list(48))
+            ids.push_back(block.at<std::int32_t>(nRecord + 16));
+        EXPECT_EQ(ids, (std::vector<int>{std::min(idParent, getpid()), std::max(idParent, getpid())}));
+        return testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(result.nStatus, 0) << result.out;
     EXPECT_EQ(helper().GetOutputLevel(), 3);
 }

@@ -1,0 +1,38 @@
+// What the tests of tracing share: the helper, its queue, and texts of lines without what changes.
+#pragma once
+
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <vdx/trace_helper.h>
+
+inline uCTraceHelper& helper() {
+    return *uCTraceHelper::getInstance();
+}
+
+// What stands in a line's prefix after the module, and in a message after its file, as patterns.
+inline const std::string STAMP = R"(\+\d+:\d+\] \d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \d+\.\d{6} )";
+inline const std::string TIME_AND_IDS = R"(\d+\.\d{6} \(\d+:\d+\))";
+
+// The text with "@" for each of the first, and "#" for each of the second.
+inline std::string withoutStamps(const std::string& text) {
+    static const std::regex stamp(STAMP), timeAndIds(TIME_AND_IDS);
+    return std::regex_replace(std::regex_replace(text, stamp, "@"), timeAndIds, "#");
+}
+
+inline std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+inline std::vector<std::string> readQueue() {
+    std::vector<std::string> texts;
+    for (std::string text; helper().ReadShareMemoryString(text);)
+        texts.push_back(text);
+    return texts;
+}
