@@ -72,6 +72,25 @@ inline const char* skipWhiteBack(const char* pBegin, const char* p) {
     return p;
 }
 
+#ifdef VDX_BYTE_BLOCKS
+// The first byte among whole blocks for which endsIn sets a bit. Null if there is none: p is
+// behind these blocks then. Sets bAmpersand if one was passed.
+template <class EndsIn>
+const char* findInBlocks(const char*& p, const char* pEnd, bool& bAmpersand, EndsIn endsIn) {
+    for (; pEnd - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
+        const ByteBlock block(p);
+        const unsigned int nEnds = endsIn(block);
+        const unsigned int nAmpersands = block.equal('&');
+        if (nEnds) {
+            bAmpersand = bAmpersand || (nAmpersands & bitsBefore(nEnds)) != 0;
+            return p + firstBit(nEnds);
+        }
+        bAmpersand = bAmpersand || nAmpersands != 0;
+    }
+    return nullptr;
+}
+#endif
+
 // The end of a name: the first separator, or pEnd. Sets bAmpersand if one is before it.
 inline const char* findNameEndPortable(const char* p, const char* pEnd, bool& bAmpersand) {
     for (; p != pEnd; ++p) {
@@ -84,16 +103,8 @@ inline const char* findNameEndPortable(const char* p, const char* pEnd, bool& bA
 
 inline const char* findNameEnd(const char* p, const char* pEnd, bool& bAmpersand) {
 #ifdef VDX_BYTE_BLOCKS
-    for (; pEnd - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
-        const ByteBlock block(p);
-        const unsigned int nEnds = block.separators();
-        const unsigned int nAmpersands = block.equal('&');
-        if (nEnds) {
-            bAmpersand = bAmpersand || (nAmpersands & bitsBefore(nEnds)) != 0;
-            return p + firstBit(nEnds);
-        }
-        bAmpersand = bAmpersand || nAmpersands != 0;
-    }
+    const auto endsIn = [](const ByteBlock& block) { return block.separators(); };
+    if (const char* pFound = findInBlocks(p, pEnd, bAmpersand, endsIn)) return pFound;
 #endif
     return findNameEndPortable(p, pEnd, bAmpersand);
 }
@@ -107,16 +118,8 @@ inline const char* findEitherPortable(const char* p, const char* pEnd, char c1, 
 
 inline const char* findEither(const char* p, const char* pEnd, char c1, char c2, bool& bAmpersand) {
 #ifdef VDX_BYTE_BLOCKS
-    for (; pEnd - p >= ByteBlock::SIZE; p += ByteBlock::SIZE) {
-        const ByteBlock block(p);
-        const unsigned int nEnds = block.equalAny(c1, c2);
-        const unsigned int nAmpersands = block.equal('&');
-        if (nEnds) {
-            bAmpersand = bAmpersand || (nAmpersands & bitsBefore(nEnds)) != 0;
-            return p + firstBit(nEnds);
-        }
-        bAmpersand = bAmpersand || nAmpersands != 0;
-    }
+    const auto endsIn = [c1, c2](const ByteBlock& block) { return block.equalAny(c1, c2); };
+    if (const char* pFound = findInBlocks(p, pEnd, bAmpersand, endsIn)) return pFound;
 #endif
     return findEitherPortable(p, pEnd, c1, c2, bAmpersand);
 }

@@ -127,12 +127,12 @@ std::string readContent(std::string szText, std::string& szDump) {
 // clang-format off
 constexpr const char* PIECES[] = {
     "<a>|</a>", "<list id='1' ID = \"2\">|</ list >", "< x-y:z\nn=\"&quot;&amp;\" k='a\"b' >|</x-y:z\n>",
-    "<Item &amp;=\"1\" X=\"2\" x=\"3\">|</Item>", "<\xC3\xA9 >|</\xC3\xA9>", "<a\tY='2' y=\"&lt;3\"/>", "<!---->",
-    "<!-- note -- -->", "<![CDATA[ <&amp;> ]]>", "<?xml version=\"1.0\" v='a>b'?>", "<? p ?>", " text ", "\n\t",
-    "a &lt; b &amp;lt; &apos;&bad;&quot", "\v"};
+    "<I &lt;&amp;=\"1\" X=\"2\" x=\"3\">|</I>", "<\xC3\xA9 >|</\xC3\xA9>", "<a\tY='2' y=\"&lt;3\"/>", " text ",
+    "<!-- note -- -->", "<![CDATA[ <&amp;> ]]>", "<?xml version=\"1.0\" v='a>b'?>", "<? p ?>", "\n\t", "\v",
+    "<!---->", "a &lt; b &amp;lt; &apos;&bad;&quot"};
 constexpr const char* FAULTS[] = {
-    "<b>", "</a>", "<!-->", "<!x>", "<![CDATA[", "<?", "<>", "</>", "<a b>", "<a b=c>", "<a b=\"x>y\">", "<a/ >",
-    "/>", "-->", "]]>", "?>", " c='d'", "'", "\"", "=", "<", ">", "&amp;", "/", "!", "?", "-", "]", ";", "A"};
+    "<b>", "</a>", "<!-->", "<!x>", "<![CDATA[", "<?", "<>", "</>", "<a b>", "<a b=c>", "<a b=\"x>y\">",
+    "<a/ >", "/>", "-->", "]]>", "?>", " c='d'", "'", "\"", "=", "<", ">", "&amp;", "/", "!", "?", "]", "A"};
 // clang-format on
 
 std::string oneOf(std::mt19937& random, const auto& table) {
@@ -141,14 +141,12 @@ std::string oneOf(std::mt19937& random, const auto& table) {
 
 }  // namespace
 
-std::optional<std::string> modelDump(const std::string& szText) {
-    try {
-        std::string szDump;
-        if (!readContent(szText, szDump).empty()) return {};
-        return node(6, "", szDump);
-    } catch (const Unreadable&) {
-        return {};
-    }
+std::optional<std::string> modelDump(const std::string& szText) try {
+    std::string szDump;
+    if (!readContent(szText, szDump).empty()) return {};
+    return node(6, "", szDump);
+} catch (const Unreadable&) {
+    return {};
 }
 
 std::string randomDocument(std::mt19937& random) {

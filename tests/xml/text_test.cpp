@@ -89,45 +89,38 @@ TEST_F(chXmlParser, LargeTextsAreReadQuickly) {
     std::string szAttributes;
     for (int i = 0; i < 100000; ++i)
         szAttributes += " n" + std::to_string(i) + "=''";
-    const struct {
-        const char* szLabel;
-        std::string szText;
-        bool bReadable;
-    } CASES[] = {
-        {"deep and open", repeated("<a>", 1000000), false},
-        {"attributes", "<a" + szAttributes + "/>", true},
-        {"siblings", "<r>" + repeated("<a/>t", 300000) + "</r>", true},
-        {"ampersands", "<a>" + repeated("&", 2000000) + "</a>", true},
-        {"entities", "<a>" + repeated("&amp;", 500000) + "</a>", true},
-        {"dashes", "<!--" + repeated("-", 2000000) + ">", true},
-        {"greater-than signs in a comment", "<!--" + repeated(">", 2000000) + "-->", true},
-        {"white space", "<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000), true},
-        {"declarations", repeated("<?a?>", 300000), true},
-        {"open declaration", "<?" + repeated("a='>'", 300000), false},
+    const std::pair<std::string, bool> CASES[] = {
+        {repeated("<a>", 1000000), false},
+        {"<a" + szAttributes + "/>", true},
+        {"<r>" + repeated("<a/>t", 300000) + "</r>", true},
+        {"<a>" + repeated("&", 2000000) + "</a>", true},
+        {"<a>" + repeated("&amp;", 500000) + "</a>", true},
+        {"<!--" + repeated("-", 2000000) + ">", true},
+        {"<!--" + repeated(">", 2000000) + "-->", true},
+        {"<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000), true},
+        {repeated("<?a?>", 300000), true},
+        {"<?" + repeated("a='>'", 300000), false},
     };
-    for (const auto& test : CASES) {
+    for (const auto& [szText, bReadable] : CASES) {
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(test.bReadable, chXmlDocument::ParseDocument(test.szText).hasChildren()) << test.szLabel;
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << test.szLabel;
+        EXPECT_EQ(bReadable, chXmlDocument::ParseDocument(szText).hasChildren()) << szText.substr(0, 20);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20)) << szText.substr(0, 20);
     }
 }
 
 // What a door gives back, or "thrown" and the place; and what its handle holds then.
-std::string through(chXmlObject& handle, const std::string& szText) {
-    std::string szRest;
-    try {
-        szRest = handle.parseContent(szText);
-    } catch (const char* szStopped) {
-        szRest = "thrown " + szText.substr(static_cast<std::size_t>(szStopped - szText.data()));
-    }
+std::string through(chXmlObject& handle, const std::string& szText) try {
+    const std::string szRest = handle.parseContent(szText);
     return szRest + " " + dump(handle);
+} catch (const char* szStopped) {
+    return "thrown " + szText.substr(static_cast<std::size_t>(szStopped - szText.data())) + " " +
+           dump(handle);
 }
 
 TEST_F(chXmlParser, Doors) {
-    chXmlObject content;
+    chXmlObject content, other;
     EXPECT_EQ("</x> tail (6 ''(4 'a')(2 'text'))", through(content, "<a/>text</x> tail"));
     EXPECT_EQ("left   (6 ''(4 'a')(2 'text')(1 'c'))", through(content, "<!--c--> left  "));
-    chXmlObject other;
     EXPECT_EQ("left (6 ''(4 'b'))", through(other, "<b/> left  "));
     EXPECT_EQ("thrown </c> (6 ''(4 'b')(4 'a'(2 'x'))(4 'b'))", through(other, "<a>x</a><b></c>"));
     chXmlElement element, empty, open;
@@ -177,13 +170,10 @@ TEST_F(chXmlExport, EveryKindIndentedCompactAndInParts) {
     EXPECT_EQ(szB + szB, b.ExportToText(false) + b.ExportElement(false));
     EXPECT_EQ("    <![CDATA[<]]>\n    <d>&gt;</d>\n", b.ExportChildren(false));
     EXPECT_EQ(" a=\"&lt;\" b=\"&quot;\"", r.ExportAttributes());
-    chXmlElement(r).RemoveChildObject(b);
-    EXPECT_EQ("<b x=\"&amp;\">\n  <![CDATA[<]]>\n  <d>&gt;</d>\n</b>\n", b.ExportToText(false));
 }
 
 TEST_F(chXmlExport, OddContentIsWrittenAsStored) {
     chXmlElement element("a b");
-    EXPECT_EQ("<a b/>\n", element.ExportToText(false));
     element.AddChildObject(xmlText, "");
     EXPECT_EQ("<a b></a b>", element.ExportToText(true));
     EXPECT_EQ("<!-- x-->y -->", chXmlObject(xmlComment, "x-->y").ExportToText(true));
@@ -218,8 +208,8 @@ TEST_F(chXmlExport, VectorAndPortableEscapingAgree) {
         vdx::copyEscapedPortable(pFrom, pFrom + szText.size(), pTo, pTo + szPortable.size());
         szPortable.resize(static_cast<std::size_t>(pTo - szPortable.data()));
         ASSERT_EQ(szPortable, xmlText2XMLPhrase(szText));
-        ASSERT_EQ(szPortable,
-                  chXmlObject(xmlText, szText).ExportToText(true));  // More may be read behind it.
+        // Behind the text of a node more may be read.
+        ASSERT_EQ(szPortable, chXmlObject(xmlText, szText).ExportToText(true));
         ASSERT_EQ(szText, xmlXMLPhrase2Text(szPortable));
     }
 }

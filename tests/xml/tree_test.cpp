@@ -63,13 +63,15 @@ TEST_F(chXmlTree, Navigation) {
     EXPECT_FALSE(chXmlElement(root.getChild()).hasData());  // A text.
 }
 
-// Every pair of bytes, at places that the comparison reaches on different ways.
+// Every pair of bytes, at places that the comparison reaches on different ways, the other bytes the same or
+// in the other case.
 TEST_F(chXmlTree, NamesFoldAsciiLettersOnly) {
     const auto fold = [](std::size_t c) { return c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c; };
     for (const std::size_t nSize : {1U, 2U, 3U, 4U, 7U, 8U, 9U, 17U}) {
-        for (std::size_t i = 0; i < 3 * 65536; ++i) {
-            const std::size_t nAt = (nSize - 1) * (i / 65536) / 2, cLeft = i / 256 % 256, cRight = i % 256;
-            std::string szLeft(nSize, 'x'), szRight(nSize, 'X');
+        for (std::size_t i = 0; i < 6 * 65536; ++i) {
+            const std::size_t nAt = (nSize - 1) * (i / 65536 % 3) / 2, cLeft = i / 256 % 256,
+                              cRight = i % 256;
+            std::string szLeft(nSize, 'x'), szRight(nSize, i / 65536 < 3 ? 'x' : 'X');
             szLeft[nAt] = static_cast<char>(cLeft);
             szRight[nAt] = static_cast<char>(cRight);
             const bool bSame = fold(cLeft) == fold(cRight);
@@ -83,10 +85,10 @@ TEST_F(chXmlTree, NamesFoldAsciiLettersOnly) {
 TEST_F(chXmlTree, AChildLeavesBetweenItsNeighbours) {
     chXmlElement root = tree("<r><a/><b/><c/></r>");
     for (const std::string szName : {"b", "a", "c"}) {
-        chXmlElement child = root[szName];
+        chXmlElement child = root[szName], held = child;
         root.RemoveChildObject(child);
         root.RemoveChildObject(child);  // Has no parent any more.
-        EXPECT_FALSE(root[szName].hasData() || child.getParent().hasData() || (++child).hasData());
+        EXPECT_FALSE(root[szName].hasData() || held.getParent().hasData() || (++child).hasData());
         root.AddChildElement("new" + szName);
     }
     EXPECT_EQ("(4 'r'(4 'newb')(4 'newa')(4 'newc'))", dump(root));
@@ -173,7 +175,9 @@ TEST_F(chXmlTree, Options) {
     EXPECT_EQ("80", root.GetOption("PORT", "0"));
     EXPECT_TRUE(root.SetOption("Port", "<81>") && root.SetOption("empty", "") && root.SetOption("c", "new"));
     EXPECT_EQ("new", root.GetOption("empty", "d") + root.GetOption("c", "d"));
-    EXPECT_EQ("(4 'r'(4 'empty'(2 ''))(4 'c'(2 'new')(1 'x')(2 'old'))(4 'port'(2 '<81>')))", dump(root));
+    root["empty"].AddChildElement("x");
+    EXPECT_EQ("(4 'r'(4 'empty'(2 '')(4 'x'))(4 'c'(2 'new')(1 'x')(2 'old'))(4 'port'(2 '<81>')))",
+              dump(root));
 }
 
 // Around the sizes in which memory is kept: that of a former text serves again.
