@@ -87,24 +87,6 @@ TEST(FileKey, PathOfAName) {
         EXPECT_EQ(xFileKey().buildFilePath(szName), szPath);
 }
 
-TEST(FileKey, MakesAnEmptyFileForEverybody) {
-    const TempDir dir;
-    const std::string path = dir / "key";
-    xFileKey key;
-    umask(077);
-    const std::uint32_t nKey = key.OpenFileKey(path, 'S', true);
-    EXPECT_EQ(umask(022), 077u);
-    EXPECT_EQ(nKey, static_cast<std::uint32_t>(ftok(path.c_str(), 'S')));
-    EXPECT_NE(nKey, key.OpenFileKey(path, 'T', false));
-    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0666});
-    EXPECT_TRUE(std::filesystem::is_empty(path));
-    key.CloseFileKey();
-    key.DestroyFileKey();  // Holds no path any more.
-    EXPECT_EQ(key.OpenFileKey(path, 'S', false), nKey);
-    key.DestroyFileKey();
-    EXPECT_FALSE(std::filesystem::exists(path));
-}
-
 TEST(FileKey, FailuresAreTold) {
     const TempDir dir;
     const auto open = [](const std::string& path, bool bCreate) {
@@ -128,11 +110,15 @@ TEST_F(MapFile, FirstOneCreatesOthersAttach) {
     chMapFile first;
     chMapFile second;
     EXPECT_EQ(first.getData(), nullptr);
-    EXPECT_FALSE(first.IsCreateByMe());
+    umask(077);
     auto* a = static_cast<char*>(first.OpenMapFile(m_name, 5000));
+    EXPECT_EQ(umask(022), 077u);
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(first.getData(), a);
     EXPECT_TRUE(first.IsCreateByMe());
+    // Its key file is empty, and for everybody.
+    EXPECT_EQ(std::filesystem::status(m_path).permissions(), std::filesystem::perms{0666});
+    EXPECT_TRUE(std::filesystem::is_empty(m_path));
     auto* b = static_cast<char*>(second.OpenMapFile(m_name, 5000));
     ASSERT_NE(b, nullptr);
     EXPECT_NE(a, b);
@@ -141,6 +127,7 @@ TEST_F(MapFile, FirstOneCreatesOthersAttach) {
     EXPECT_STREQ(b + 4000, "shared");
 
     first.CloseMapFile();
+    first.DestroyMapFile();  // Closed, it has nothing to remove.
     EXPECT_EQ(first.getData(), nullptr);
     EXPECT_FALSE(first.IsCreateByMe());
     b = static_cast<char*>(second.OpenMapFile(m_name));  // Opened again: one use, not two.
@@ -150,8 +137,6 @@ TEST_F(MapFile, FirstOneCreatesOthersAttach) {
     second.DestroyMapFile();
     EXPECT_EQ(users(), -1);
     EXPECT_FALSE(std::filesystem::exists(m_path));
-    second.DestroyMapFile();
-    EXPECT_EQ(second.getData(), nullptr);
 }
 
 TEST_F(MapFile, AttachingToNothingIsSilent) {
