@@ -48,7 +48,7 @@ Logbook::Content Logbook::readFiles() const {
         for (std::string line; std::getline(file, line); ++nLines) {
             const std::int64_t nLine = lineNumber(line);
             if (content.nNext == 0) content.nFirst = content.nNext = nLine;
-            content.bWithoutGap = content.bWithoutGap && nLine == content.nNext;
+            content.bWithoutGap = content.bWithoutGap && nLine >= 0 && nLine == content.nNext;
             content.nNext = nLine + 1;
         }
         // A file may exceed its limit by one line, and by one byte for each line.

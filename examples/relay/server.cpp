@@ -10,12 +10,12 @@ constexpr int POLL_MS = 20;  // How soon a stop is noticed.
 constexpr int REST_MS = 5;
 
 std::string sumAnswer(const chXmlElement& request) {
-    long nSum = 0;
+    std::uint64_t nSum = 0;  // Wraps, whatever a client sends.
     for (chXmlElement value = request.getChildElement(); value.hasData(); ++value) {
-        nSum += std::atol(value.getChild().tagName().c_str());
+        nSum += static_cast<std::uint64_t>(std::atoll(value.getChild().tagName().c_str()));
     }
     chXmlElement reply("sum");
-    reply.SetAttributeValue("value", std::to_string(nSum));
+    reply.SetAttributeValue("value", std::to_string(static_cast<std::int64_t>(nSum)));
     return reply.ExportToText(true);
 }
 

@@ -1,6 +1,7 @@
 // The relay's configuration, kept as XML.
 #include "settings.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include <vdx/vdx.h>
@@ -28,7 +29,8 @@ bool loadOrMake(const std::string& path, chXmlFile& file, bool& bMade) {
         vdxWarningMessage(__FILE__, __LINE__, " %s is no configuration", path.c_str());
         return false;
     }
-    root.SetOption("starts", std::to_string(std::atoi(root.GetOption("starts", "0").c_str()) + 1));
+    const std::string starts = root.GetOption("starts", "0");
+    root.SetOption("starts", std::to_string(std::strtoull(starts.c_str(), nullptr, 10) + 1));
     if (file.SaveToFile(path)) return true;
     vdxWarningMessage(__FILE__, __LINE__, " cannot write %s: %s", path.c_str(), vdxTransLastError().c_str());
     return false;
@@ -42,7 +44,7 @@ bool loadSettings(const Folders& folders, Settings& out, Report& report) {
     chXmlFile file;
     if (!loadOrMake(path, file, bMade)) return false;
     const chXmlElement root = file.FindChildElement("relay");
-    out.nPort = std::atoi(root.GetOption("port", "27400").c_str());
+    out.nPort = std::clamp(std::atoi(root.GetOption("port", "27400").c_str()), 1, 65535);
     out.dTone = std::atof(root.GetOption("tone", "440").c_str());
     out.password = pswDecrypt(root.GetOption("password", ""));
 
