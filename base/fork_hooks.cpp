@@ -15,7 +15,7 @@ struct Place {
     std::atomic<bool> bSet{false};
 };
 
-Place s_places[PLACES];
+constinit Place s_places[PLACES];  // Places are set before main, too.
 
 // The places that this thread's fork has prepared, a bit each. Not common to all
 // threads: a second thread that forks waits in prepare for the first one's locks.

@@ -38,6 +38,7 @@ std::regex compile(std::string_view pattern) {
 namespace vdx {
 
 void NamePatterns::add(std::string_view pattern) {
+    m_pOnly = nullptr;  // What grows below may move, and then run out of memory.
     if (pattern.find('\\') != std::string_view::npos) {
         m_expressions.push_back(compile(pattern));
     } else {

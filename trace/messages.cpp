@@ -68,6 +68,7 @@ void tracePrintf(const char* szFormat, ...) {
 
 void vdxTraceObject(const std::string& name, const std::string& value) {
     if (vdx::isTraceSuppressed(LEVEL_OBJECT)) return;
+    const vdx::ErrnoSaver saver;
     qv::text_buffer text;
     for (const std::string_view part :
          {std::string_view(name), std::string_view(" = \""), std::string_view(value)})
