@@ -10,6 +10,8 @@
 
 // Foundation's logging function; its format is a CFString as well.
 extern "C" void NSLog(CFStringRef format, ...);
+// The C library's name of the program's file.
+extern "C" const char* getprogname();
 
 namespace {
 
@@ -54,7 +56,7 @@ std::string executableName() {
     const void* pName =
         bundle ? CFBundleGetValueForInfoDictionaryKey(bundle, CFSTR("CFBundleExecutable")) : nullptr;
     const std::string name = toText(static_cast<CFStringRef>(pName));
-    return name.empty() ? pathGetFileName(vdxGetExeFileName()) : name;
+    return name.empty() ? getprogname() : name;
 }
 
 }  // namespace
