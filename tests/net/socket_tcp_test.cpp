@@ -66,6 +66,15 @@ TEST_P(Tcp, OddSizesAreHarmless) {
     EXPECT_EQ(ours.ReceiveToBuffer(0), 0);
 }
 
+// The buffer moves what is left to its front instead of growing.
+TEST_P(Tcp, DroppedBytesMakeRoom) {
+    const std::string text = peer::randomBytes(7000, 8);
+    peer::sendAll(raw, text);
+    EXPECT_TRUE(ours.waitForBufferBytes(4000, 1000));
+    ours.seek(3000);
+    EXPECT_TRUE(look(0, 4000, 1000) == text.substr(3000));
+}
+
 TEST_P(Tcp, RandomPiecesArriveAsTheyWereSent) {
     const std::string text = peer::randomBytes(600000, 3);
     auto sending = std::async(std::launch::async, [&] { peer::sendPieces(raw, text, 5000, 4); });
