@@ -379,9 +379,8 @@ TEST_F(MonitorInNamespace, ManyThreadsComeAndGo) {
     EXPECT_TRUE(soon([&] { return nCalls == 1; }));
 }
 
-// Not with the sanitizers: one allows no thread in such a child, the other's allocator keeps
-// its locks as the threads of the parent process held them.
-#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
+// Not with the thread sanitizer, which allows no thread in such a child.
+#if !defined(__SANITIZE_THREAD__)
 TEST_F(MonitorInNamespace, AForkedChildLeavesAndRegistersAnew) {
     begin();
     // The locks are in use while the process forks.
