@@ -47,7 +47,6 @@ TEST(TraceFork, BothSidesTraceUnderTheirOwnIds) {
         idChild = fork();
         vdxTrace(3, idChild == 0 ? "child" : "parent after");
         if (idChild == 0) _exit(0);
-        if (idChild == 0) _exit(0);
         std::printf("%d %d", getpid(), idChild);
         return waitpid(idChild, nullptr, 0) == idChild ? 0 : 1;
     });
