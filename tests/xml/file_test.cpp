@@ -1,9 +1,15 @@
 // Files: loading repairs, saving keeps; each call of the system failing or killing in turn, no space,
 // no permission.
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
 #include <unistd.h>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <new>
+#include <random>
 
 #include "support/child.h"
 #include "support/temp_dir.h"
@@ -147,6 +153,61 @@ TEST_F(chXmlFiles, EachCallFailingOrKilling) {
             EXPECT_GE(nHurt, operation.bLoad ? 2 : 8) << operation.szLabel;
         }
     }
+}
+
+// Saves the versions after nVersion, each with a number of lines of its own, and tells what was saved.
+[[noreturn]] void saveVersions(const std::string& szPath, int nVersion, std::atomic<int>& nSaved) {
+    for (;;) {
+        ++nVersion;
+        chXmlFile file;
+        chXmlElement top = file.AddChildElement("top");
+        for (int i = 0; i <= nVersion % 97; ++i)
+            top.SetOption("line" + std::to_string(i), std::to_string(nVersion));
+        if (!file.SaveToFile(szPath)) _exit(1);
+        nSaved = nVersion;
+    }
+}
+
+// The version that is there, and -1 if it is not whole.
+int loadVersion(const std::string& szPath) {
+    chXmlFile file;
+    if (!file.LoadFromFile(szPath)) return -1;
+    chXmlElement top = file.getChildElement();
+    const std::string szVersion = top.GetOption("line0", "-1");
+    const int nVersion = std::stoi(szVersion), nLast = nVersion % 97;
+    for (int i = 0; i <= nLast; ++i)
+        if (top.GetOption("line" + std::to_string(i), "") != szVersion) return -1;
+    return nVersion;
+}
+
+// What a save has reported is never lost, whenever its process dies: the last of these versions is there,
+// or the one that was being saved.
+TEST_F(chXmlFiles, KilledAtRandomMoments) {
+    void* pShared =
+        mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(MAP_FAILED, pShared);
+    auto& nSaved = *new (pShared) std::atomic<int>(0);
+    std::mt19937 random(7);
+    int nVersion = 0;
+    for (int nRound = 0; nRound < 400; ++nRound) {
+        const int nBefore = nVersion;
+        const pid_t idChild = fork();
+        if (idChild == 0) saveVersions(m_dir / "f", nVersion, nSaved);
+        for (int i = 0; i < 5000 && nSaved <= nBefore; ++i)
+            usleep(1000);
+        usleep(static_cast<useconds_t>(random() % 5000));
+        kill(idChild, SIGKILL);
+        int nStatus = 0;
+        waitpid(idChild, &nStatus, 0);
+        ASSERT_TRUE(WIFSIGNALED(nStatus)) << "a save failed";
+        nVersion = loadVersion(m_dir / "f");
+        ASSERT_GE(nVersion, nSaved) << nRound;
+        ASSERT_LE(nVersion, nSaved + 1) << nRound;
+        ASSERT_EQ(1U, entries(m_dir.path()));
+        nSaved = nVersion;
+    }
+    EXPECT_GT(nVersion, 400);
+    munmap(pShared, sizeof nSaved);
 }
 
 // A disk of sixteen pages.
