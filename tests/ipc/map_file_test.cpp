@@ -1,5 +1,6 @@
 // System V map files: key files, two users, limits, killed processes.
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -13,39 +14,16 @@
 #include <vdx/map_file.h>
 
 #include "support/child.h"
+#include "support/failing_calls.h"
 #include "support/temp_dir.h"
 
-namespace {
+using vdxtest::t_failure;
 
-// Not 0: the call fails so.
-int s_nShmgetError = 0;
-int s_nShmatError = 0;
-int s_nFtokError = 0;
-
-bool fails(int nError) {
-    if (nError != 0) errno = nError;
-    return nError != 0;
-}
-
-}  // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names.
 extern "C" {
-int __real_shmget(key_t key, size_t nSize, int nFlags);
-void* __real_shmat(int id, const void* p, int nFlags);
-key_t __real_ftok(const char* szPath, int nId);
-
-int __wrap_shmget(key_t key, size_t nSize, int nFlags) {
-    return fails(s_nShmgetError) ? -1 : __real_shmget(key, nSize, nFlags);
+VDX_FAILING(int, shmget, (key_t key, size_t nSize, int nFlags), (key, nSize, nFlags), -1)
+VDX_FAILING(void*, shmat, (int id, const void* p, int nFlags), (id, p, nFlags), reinterpret_cast<void*>(-1))
+VDX_FAILING(key_t, ftok, (const char* szPath, int nId), (szPath, nId), -1)
 }
-void* __wrap_shmat(int id, const void* p, int nFlags) {
-    return fails(s_nShmatError) ? reinterpret_cast<void*>(-1) : __real_shmat(id, p, nFlags);
-}
-key_t __wrap_ftok(const char* szPath, int nId) {
-    return fails(s_nFtokError) ? -1 : __real_ftok(szPath, nId);
-}
-}
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -101,9 +79,8 @@ TEST(FileKey, FailuresAreTold) {
     expectFailure(open(link, true), xFileKey::NO_KEY, "Create file[" + link + "] fail: File exists\n");
     EXPECT_FALSE(std::filesystem::exists(dir / "target"));
     const std::string path = dir.write("key");
-    s_nFtokError = EACCES;
+    t_failure = {.nLeft = 0, .nError = EACCES, .name = "ftok"};
     expectFailure(open(path, true), xFileKey::NO_KEY, "ftok [" + path + "] fail: Permission denied\n");
-    s_nFtokError = 0;
 }
 
 TEST_F(MapFile, FirstOneCreatesOthersAttach) {
@@ -182,17 +159,16 @@ TEST_F(MapFile, FailuresAreTold) {
     expectFailure(open(m_name, 100000), nullptr, refused + "Invalid argument" + key);
     expectFailure(open(m_name, -1), nullptr, refused + "Invalid argument" + key);
     for (const int nError : {ENOSPC, EINVAL, ENOMEM}) {
-        s_nShmgetError = nError;
+        t_failure = {.nLeft = 0, .nError = nError, .name = "shmget", .nTimes = INT_MAX};
         expectFailure(open(m_name, 4096), nullptr, refused + strerror(nError) + key);
         EXPECT_FALSE(file.IsCreateByMe());
     }
     // Kept: without a key file it asks for the key -1.
     expectFailure(open("/nowhere/x", 8), nullptr, " fail (Cannot allocate memory)! key=FFFFFFFF \n");
-    s_nShmgetError = 0;
+    t_failure = {};
     small.DestroyMapFile();
-    s_nShmatError = EMFILE;
+    t_failure = {.nLeft = 0, .nError = EMFILE, .name = "shmat"};
     expectFailure(open(m_name, 4096), nullptr, "shmat [" + m_name + "] fail (Too many open files)!\n");
-    s_nShmatError = 0;
     EXPECT_EQ(file.getData(), reinterpret_cast<void*>(-1));  // Kept.
     EXPECT_TRUE(file.IsCreateByMe());
     file.DestroyMapFile();
