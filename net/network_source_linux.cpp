@@ -62,7 +62,8 @@ bool drain(int nFd) {
     }
 }
 
-// Starts a thread that no signal of the process is delivered to.
+// Starts a thread that no signal of the process is delivered to. Where there is none, the result is not
+// joinable and errno says why.
 template <class Body>
 std::thread startQuietThread(Body body) {
     sigset_t all;
@@ -72,7 +73,8 @@ std::thread startQuietThread(Body body) {
     std::thread thread;
     try {
         thread = std::thread(std::move(body));
-    } catch (const std::system_error&) {  // No thread: not joinable.
+    } catch (const std::system_error& error) {
+        errno = error.code().value();
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return thread;
