@@ -90,6 +90,15 @@ struct AFNetworkReachabilityManager::Subscription {
         const bool bKnown = networkSource().readFlags(nFlags);
         if (current) current(bKnown ? statusOf(nFlags) : NetworkReachabilityStatusUnknown);
     }
+
+    // Ends the one that there was.
+    void replaceNumber(std::uint64_t nOther) {
+        {
+            const std::lock_guard guard(lock);
+            std::swap(nNumber, nOther);
+        }
+        if (nOther != 0) networkSource().unsubscribe(nOther);
+    }
 };
 
 AFNetworkReachabilityManager::AFNetworkReachabilityManager()
@@ -112,19 +121,12 @@ void AFNetworkReachabilityManager::setReachabilityStatusChangeBlock(NetworkStatu
 }
 
 void AFNetworkReachabilityManager::startMonitoring(bool bReportNow) {
-    const std::uint64_t nNumber =
-        networkSource().subscribe([subscription = m_subscription] { subscription->report(); }, bReportNow);
-    const std::lock_guard guard(m_subscription->lock);
-    m_subscription->nNumber = nNumber;
+    m_subscription->replaceNumber(
+        networkSource().subscribe([subscription = m_subscription] { subscription->report(); }, bReportNow));
 }
 
 void AFNetworkReachabilityManager::stopMonitoring() {
-    std::uint64_t nNumber;
-    {
-        const std::lock_guard guard(m_subscription->lock);
-        nNumber = std::exchange(m_subscription->nNumber, 0);
-    }
-    if (nNumber != 0) networkSource().unsubscribe(nNumber);
+    m_subscription->replaceNumber(0);
 }
 
 bool AFNetworkReachabilityManager::networkReachability(std::uint32_t& nFlags) const {
@@ -196,7 +198,7 @@ UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::replaceMonit
     fresh->setReachabilityStatusChangeBlock([this, weak, pHandler](int nStatus) {
         if (const Monitor monitor = weak.lock()) (this->*pHandler)(monitor, nStatus);
     });
-    // The fresh one's subscription replaces the old one's: the notification thread stays.
+    // Before the old one's end, so that the notification thread stays.
     fresh->startMonitoring(bReportNow);
     return std::exchange(m_monitor, std::move(fresh));
 }

@@ -21,16 +21,17 @@ public:
     virtual std::vector<std::string> localAddresses(bool bIPv6) = 0;
 
     // From now on `notice` is called on the notification thread after each change, and
-    // with bNow once soon; it takes the place of the one subscribed before. Never calls
-    // it before returning. The subscription's number; 0, and a warning, on failure.
+    // with bNow once soon. Never calls it before returning. The subscription's number;
+    // 0, and a warning, on failure.
     virtual std::uint64_t subscribe(std::function<void()> notice, bool bNow) = 0;
 
-    // Ends a subscription unless another took its place. On return its notice does not
-    // run and the notification thread is gone; called on that thread, it goes after the
-    // notice that runs.
+    // Ends a subscription. On return its notice does not run and, after the last one, the
+    // notification thread is gone; called on that thread, it goes after the notice that
+    // runs.
     virtual void unsubscribe(std::uint64_t nSubscription) = 0;
 
-    // Waits on the notification thread; ends early when the subscription does.
+    // Waits on the notification thread; ends early when the subscription does whose notice
+    // runs.
     virtual void pause(int nMilliseconds) = 0;
 
     // Calls these before the system sleeps and after it woke; nothing where the system

@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
@@ -34,20 +35,40 @@ constexpr unsigned kGroups =
     RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_ROUTE;
 constexpr int kRetryMilliseconds = 100;
 
+struct Subscription {
+    std::uint64_t nNumber = 0;
+    std::function<void()> notice;
+    bool bDue = false;  // A notice is to be given.
+};
+
 // One life of the notification thread. All but the descriptors is guarded by the
 // source's lock.
 struct Session {
     chSocket notices;
     Descriptor wake;  // Readable when the thread shall look at the rest.
-    std::function<void()> notice;
-    std::uint64_t nSubscription = 0;
-    bool bDue = false;  // A notice is to be given.
-    bool bEnd = false;
-    std::condition_variable ended;  // bEnd was set.
+    std::vector<Subscription> subscriptions;
+    bool bEnd = false;                // There are none left.
+    std::uint64_t nRunning = 0;       // The one whose notice runs; 0: none.
+    std::condition_variable changed;  // A subscription or a notice has ended.
     std::thread thread;
 
     explicit Session(int nWake) : wake(nWake) {}
     void wakeUp() const { eventfd_write(wake.get(), 1); }
+    auto find(std::uint64_t nNumber) {
+        return std::find_if(subscriptions.begin(), subscriptions.end(),
+                            [=](const Subscription& entry) { return entry.nNumber == nNumber; });
+    }
+    bool has(std::uint64_t nNumber) { return find(nNumber) != subscriptions.end(); }
+
+    // The next notice to give, which runs from now on; null: none is due.
+    std::function<void()> takeDue() {
+        const auto due = std::find_if(subscriptions.begin(), subscriptions.end(),
+                                      [](const Subscription& entry) { return entry.bDue; });
+        if (due == subscriptions.end()) return nullptr;
+        due->bDue = false;
+        nRunning = due->nNumber;
+        return due->notice;
+    }
 };
 
 // Takes everything that waits; what it says does not matter, that it came does. Also
@@ -92,7 +113,7 @@ public:
     void followSleep(void (*)(), void (*)()) override {}  // Links and addresses tell of a wake.
 
 private:
-    std::shared_ptr<Session> openSession();
+    std::shared_ptr<Session> openSession(Subscription first);
     void run(const std::shared_ptr<Session>& session);
 
     static void lockForFork();
@@ -100,7 +121,7 @@ private:
     static void unlockInChild();
 
     std::mutex m_lock;
-    std::shared_ptr<Session> m_session;            // The one that is not ending.
+    std::shared_ptr<Session> m_session;            // The one with subscriptions.
     std::vector<std::shared_ptr<Session>> m_lost;  // Their threads stayed in the parent process.
     std::uint64_t m_nLastSubscription = 0;
     static thread_local Session* t_pSession;  // On the notification thread: its own.
@@ -118,8 +139,9 @@ std::vector<std::string> LinuxSource::localAddresses(bool bIPv6) {
     return texts;
 }
 
-std::shared_ptr<Session> LinuxSource::openSession() {
+std::shared_ptr<Session> LinuxSource::openSession(Subscription first) {
     auto session = std::make_shared<Session>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    session->subscriptions.push_back(std::move(first));
     sockaddr_nl groups{};
     groups.nl_family = AF_NETLINK;
     groups.nl_groups = kGroups;
@@ -133,29 +155,37 @@ std::shared_ptr<Session> LinuxSource::openSession() {
 
 std::uint64_t LinuxSource::subscribe(std::function<void()> notice, bool bNow) {
     const std::lock_guard guard(m_lock);
-    if (m_session == nullptr) m_session = openSession();
-    if (m_session == nullptr) {
+    Subscription fresh{++m_nLastSubscription, std::move(notice), bNow};
+    if (m_session != nullptr) {
+        m_session->subscriptions.push_back(std::move(fresh));
+    } else if ((m_session = openSession(std::move(fresh))) == nullptr) {
         vdxOutputWarningString("network monitor: %s", vdxTransLastError().c_str());
         return 0;
     }
-    m_session->notice.swap(notice);
-    m_session->bDue = m_session->bDue || bNow;
-    m_session->nSubscription = ++m_nLastSubscription;
     if (bNow) m_session->wakeUp();
     return m_nLastSubscription;
 }
 
 void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
+    Subscription ended;  // What it holds goes without the lock.
     std::unique_lock guard(m_lock);
-    if (m_session == nullptr || m_session->nSubscription != nSubscription) return;
-    const std::shared_ptr<Session> session = std::move(m_session);
-    m_session = nullptr;
+    if (m_session == nullptr || !m_session->has(nSubscription)) return;
+    const std::shared_ptr<Session> session = m_session;
+    const auto found = session->find(nSubscription);
+    ended = std::move(*found);
+    session->subscriptions.erase(found);
+    session->changed.notify_all();
+    const bool bInside = t_pSession == session.get();
+    if (!session->subscriptions.empty()) {
+        if (!bInside) session->changed.wait(guard, [&] { return session->nRunning != nSubscription; });
+        return;
+    }
     session->bEnd = true;
+    m_session = nullptr;
     session->wakeUp();
-    session->ended.notify_all();
     std::thread thread = std::move(session->thread);
     guard.unlock();
-    if (thread.get_id() == std::this_thread::get_id()) {
+    if (bInside) {
         thread.detach();  // It ends after the notice from which this was called.
     } else {
         thread.join();
@@ -164,9 +194,10 @@ void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
 
 void LinuxSource::pause(int nMilliseconds) {
     std::unique_lock guard(m_lock);
-    if (t_pSession == nullptr) return;
-    t_pSession->ended.wait_for(guard, std::chrono::milliseconds(nMilliseconds),
-                               [] { return t_pSession->bEnd; });
+    Session* const pSession = t_pSession;
+    if (pSession == nullptr) return;
+    pSession->changed.wait_for(guard, std::chrono::milliseconds(nMilliseconds),
+                               [=] { return pSession->bEnd || !pSession->has(pSession->nRunning); });
 }
 
 void LinuxSource::run(const std::shared_ptr<Session>& session) {
@@ -176,8 +207,9 @@ void LinuxSource::run(const std::shared_ptr<Session>& session) {
         std::function<void()> notice;
         {
             const std::lock_guard guard(m_lock);
+            if (std::exchange(session->nRunning, 0) != 0) session->changed.notify_all();
             if (session->bEnd) return;
-            if (std::exchange(session->bDue, false)) notice = session->notice;
+            notice = session->takeDue();
         }
         if (notice) {
             notice();
@@ -188,7 +220,8 @@ void LinuxSource::run(const std::shared_ptr<Session>& session) {
         eventfd_read(session->wake.get(), &nWakes);
         if (!drain(session->notices.fd())) continue;
         const std::lock_guard guard(m_lock);
-        session->bDue = true;
+        for (Subscription& entry : session->subscriptions)
+            entry.bDue = true;
     }
 }
 
@@ -210,6 +243,7 @@ void LinuxSource::unlockInChild() {
     LinuxSource& source = linuxSource();
     if (source.m_session != nullptr) {
         source.m_session->bEnd = true;  // For a child that was forked in a notice.
+        source.m_session->nRunning = 0;
         source.m_session->notices.DestroySocket();
         source.m_session->wake.close();
         source.m_lost.push_back(std::move(source.m_session));

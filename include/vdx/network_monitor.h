@@ -73,7 +73,7 @@ enum NetworkReachabilityFlags : std::uint32_t {
 using NetworkStatusBlock = std::function<void(int nStatus)>;
 
 // One subscription to the system's notices; each of them is reported as the status
-// then current. Of all objects the one that was started last gets the reports.
+// then current. Any number of objects may monitor at a time.
 class VDX_API AFNetworkReachabilityManager {
 public:
     // A new object, which does not monitor yet.
@@ -91,6 +91,7 @@ public:
     void setReachabilityStatusChangeBlock(NetworkStatusBlock block);
 
     // With bReportNow the current status is reported at once, not only after a change.
+    // Started again, the object monitors anew; a forked child does not monitor.
     void startMonitoring(bool bReportNow);
 
     // On return no report runs (except the one from which it is called).

@@ -9,6 +9,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <atomic>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -33,6 +34,7 @@ SCNetworkReachabilityRef openReachability() {
 // One subscription; freed on the queue after everything that was queued for it.
 struct Session {
     std::function<void()> notice;
+    SCNetworkReachabilityRef reachability;
     std::atomic<bool> bEnd{false};
 
     static void give(void* pSession) {
@@ -93,8 +95,10 @@ public:
     void unsubscribe(std::uint64_t nSubscription) override {
         {
             const std::lock_guard guard(m_lock);
-            if (nSubscription != m_nSubscription || m_session == nullptr) return;
-            release();
+            const auto found = m_sessions.find(nSubscription);
+            if (found == m_sessions.end()) return;
+            release(found->second);
+            m_sessions.erase(found);
         }
         // From elsewhere: wait for a notice that runs.
         if (dispatch_get_specific(this) == nullptr) dispatch_sync_f(m_queue, nullptr, nothing);
@@ -112,37 +116,34 @@ public:
     }
 
 private:
-    // Needs the lock.
-    void release() {
-        m_session->bEnd = true;
-        SCNetworkReachabilitySetDispatchQueue(m_reachability, nullptr);
-        CFRelease(m_reachability);
-        dispatch_async_f(m_queue, std::exchange(m_session, nullptr), Session::destroy);
+    void release(Session* pSession) {
+        pSession->bEnd = true;
+        SCNetworkReachabilitySetDispatchQueue(pSession->reachability, nullptr);
+        CFRelease(pSession->reachability);
+        dispatch_async_f(m_queue, pSession, Session::destroy);
     }
 
     std::mutex m_lock;
     dispatch_queue_t m_queue;
-    SCNetworkReachabilityRef m_reachability = nullptr;
-    Session* m_session = nullptr;
-    std::uint64_t m_nSubscription = 0;
+    std::map<std::uint64_t, Session*> m_sessions;  // By number of the subscription.
+    std::uint64_t m_nLastSubscription = 0;
     PowerNotices m_power;
 };
 
 std::uint64_t AppleSource::subscribe(std::function<void()> notice, bool bNow) {
-    const std::lock_guard guard(m_lock);
-    if (m_session != nullptr) release();
-    m_reachability = openReachability();
-    if (m_reachability == nullptr) {
+    const SCNetworkReachabilityRef reachability = openReachability();
+    if (reachability == nullptr) {
         vdxOutputWarningString("network monitor: no reachability");
         return 0;
     }
-    m_session = new Session;
-    m_session->notice = std::move(notice);
-    SCNetworkReachabilityContext context{0, m_session, nullptr, nullptr, nullptr};
-    SCNetworkReachabilitySetCallback(m_reachability, Session::changed, &context);
-    SCNetworkReachabilitySetDispatchQueue(m_reachability, m_queue);
-    if (bNow) dispatch_async_f(m_queue, m_session, Session::give);
-    return ++m_nSubscription;
+    auto* const pSession = new Session{std::move(notice), reachability};
+    const std::lock_guard guard(m_lock);
+    m_sessions[++m_nLastSubscription] = pSession;
+    SCNetworkReachabilityContext context{0, pSession, nullptr, nullptr, nullptr};
+    SCNetworkReachabilitySetCallback(reachability, Session::changed, &context);
+    SCNetworkReachabilitySetDispatchQueue(reachability, m_queue);
+    if (bNow) dispatch_async_f(m_queue, pSession, Session::give);
+    return m_nLastSubscription;
 }
 
 }  // namespace

@@ -1,4 +1,7 @@
 // The network monitor: its rules over a made-up source, and real notices in a namespace.
+#include <array>
+#include <atomic>
+
 #include <gtest/gtest.h>
 
 #include <vdx/network_monitor.h>
@@ -377,6 +380,43 @@ TEST_F(MonitorInNamespace, ManyThreadsComeAndGo) {
     // It still works.
     registerNetworkChangedCallback(counting);
     EXPECT_TRUE(soon([&] { return nCalls == 1; }));
+}
+
+// Monitors of an application beside the one behind the callbacks: all get every report, until
+// they stop; one that reports waits for nobody, and who stops it waits for the report's end.
+TEST_F(MonitorInNamespace, EachMonitorGetsEveryReport) {
+    addInterface("eth0");
+    begin();
+    std::array<std::atomic<int>, 2> nReports{};
+    std::atomic<bool> bInside{false};
+    std::array<std::shared_ptr<AFNetworkReachabilityManager>, 2> own;
+    for (std::size_t i = 0; i < own.size(); ++i) {
+        own[i] = AFNetworkReachabilityManager::manager();
+        own[i]->setReachabilityStatusChangeBlock([&, i](int) {
+            bInside = true;
+            std::this_thread::sleep_for(milliseconds(20));
+            ++nReports[i];
+            bInside = false;
+        });
+        own[i]->startMonitoring(true);
+        own[i]->startMonitoring(true);  // Anew: one report a change.
+    }
+    int nAddress = 10;
+    const auto change = [&] {
+        const int nFirst = nReports[0], nSecond = nReports[1], nCalled = nCalls;
+        addAddress("eth0", "192.0.2." + std::to_string(nAddress++) + "/24");
+        EXPECT_TRUE(soon([&] { return nReports[1] > nSecond && nCalls > nCalled; }));
+        return nReports[0] > nFirst;
+    };
+    EXPECT_TRUE(soon([&] { return nReports[0] >= 1 && nReports[1] >= 1; }));
+    EXPECT_TRUE(change());
+    own[0]->stopMonitoring();
+    EXPECT_FALSE(change());
+    ASSERT_TRUE(soon([&] { return !bInside.load(); }));
+    addAddress("eth0", "192.0.2.20/24");
+    EXPECT_TRUE(soon([&] { return bInside.load(); }));
+    own[1].reset();
+    EXPECT_FALSE(bInside);
 }
 
 // Not with the thread sanitizer, which allows no thread in such a child.
