@@ -1,21 +1,59 @@
-// Runs a fuzz target over every file of the folders named on the command line.
+// Runs a fuzz target over every file of the folders named on the command line, then for a second over
+// changed ones. The changes are the same in every run, however far it comes.
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <random>
+#include <vector>
 
 #include "support/temp_dir.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize);
 
-int main(int argc, char** argv) {
-    int nFiles = 0;
-    for (int i = 1; i < argc; ++i) {
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
-            if (!entry.is_regular_file()) continue;
-            const std::string bytes = TempDir::read(entry.path());
-            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
-            ++nFiles;
+namespace {
+
+void run(const std::string& bytes) {
+    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+}
+
+// A few bytes replaced, doubled or left out, or the end of another input.
+std::string changed(std::string bytes, const std::string& other, std::mt19937& random) {
+    for (auto n = random() % 4; n != 0 && !bytes.empty(); --n) {
+        const std::size_t nAt = random() % bytes.size(), nCount = random() % 8;
+        switch (random() % 4) {
+            case 0:
+                bytes[nAt] = static_cast<char>(random());
+                break;
+            case 1:
+                bytes.insert(nAt, bytes.substr(random() % bytes.size(), nCount));
+                break;
+            case 2:
+                bytes.erase(nAt, nCount);
+                break;
+            default:
+                bytes.replace(nAt, std::string::npos, other, std::min(nAt, other.size()));
         }
     }
-    std::printf("%d corpus files replayed\n", nFiles);
-    return nFiles > 0 ? 0 : 1;
+    return bytes;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> files;
+    for (int i = 1; i < argc; ++i)
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i]))
+            if (entry.is_regular_file()) files.push_back(TempDir::read(entry.path()));
+    if (files.empty()) return 1;
+    std::sort(files.begin(), files.end());
+    for (const std::string& file : files)
+        run(file);
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::seconds(1);
+    std::mt19937 random(1);
+    int nChanged = 0;
+    for (; Clock::now() < end; ++nChanged)
+        run(changed(files[random() % files.size()], files[random() % files.size()], random));
+    std::printf("%zu corpus files and %d changed ones replayed\n", files.size(), nChanged);
 }
