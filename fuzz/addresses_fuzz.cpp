@@ -35,6 +35,8 @@ chInAddr bySystem(const std::string& text) {
 void fuzz(const Bytes& input) {
     const std::string text = textOf(input);
     require(sockIsValidIPv4(text) == scansAsIPv4(text));
+    in_addr v4;
+    require(!scansAsIPv4(text) || (fromString(text, v4) && chInAddr(text) == chInAddr(v4)));
     chInAddr parsed, again;
     const bool bParsed = sockParseAddress(text, parsed);
     const bool bBracketed = text.size() > 2 && text.front() == '[' && text.back() == ']';

@@ -4,7 +4,6 @@
 #include <net/if.h>
 #include <poll.h>
 #include <sys/ioctl.h>
-#include <cstdarg>
 
 #include <gtest/gtest.h>
 
@@ -13,68 +12,31 @@
 
 #include "net/network_source.h"
 #include "net/peer.h"
+#include "support/failing_calls.h"
 
-namespace {
-
-// The call that fails on this thread.
-struct Fault {
-    const char* szCall = "";
-    int nSkip = 0;  // Times that it works before.
-    int nErrno = 0;
-    bool bMet = false;
-};
-thread_local Fault t_fault;
-
-bool failsNow(const char* szCall) {
-    if (std::strcmp(t_fault.szCall, szCall) != 0 || t_fault.nSkip-- != 0) return false;
-    t_fault.bMet = true;
-    errno = t_fault.nErrno;
-    return true;
-}
-
-}  // namespace
-
-#define WRAPPED(Result, name, parameters, arguments, failure)               \
-    Result __real_##name parameters;                                        \
-    Result __wrap_##name parameters;                                        \
-    Result __wrap_##name parameters {                                       \
-        return failsNow(#name) ? Result(failure) : __real_##name arguments; \
-    }
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's.
 extern "C" {
-WRAPPED(int, socket, (int a, int b, int c), (a, b, c), -1)
-WRAPPED(int, bind, (int a, const sockaddr* b, socklen_t c), (a, b, c), -1)
-WRAPPED(int, listen, (int a, int b), (a, b), -1)
-WRAPPED(int, connect, (int a, const sockaddr* b, socklen_t c), (a, b, c), -1)
-WRAPPED(int, accept4, (int a, sockaddr* b, socklen_t* c, int d), (a, b, c, d), -1)
-WRAPPED(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), (a, b, c, d, e), -1)
-WRAPPED(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), (a, b, c, d, e), -1)
-WRAPPED(int, shutdown, (int a, int b), (a, b), -1)
-WRAPPED(ssize_t, send, (int a, const void* b, size_t c, int d), (a, b, c, d), -1)
-WRAPPED(ssize_t, sendmsg, (int a, const msghdr* b, int c), (a, b, c), -1)
-WRAPPED(ssize_t, sendto, (int a, const void* b, size_t c, int d, const sockaddr* e, socklen_t f),
-        (a, b, c, d, e, f), -1)
-WRAPPED(ssize_t, recv, (int a, void* b, size_t c, int d), (a, b, c, d), -1)
-WRAPPED(ssize_t, recvfrom, (int a, void* b, size_t c, int d, sockaddr* e, socklen_t* f), (a, b, c, d, e, f),
-        -1)
-WRAPPED(int, poll, (pollfd * a, nfds_t b, int c), (a, b, c), -1)
-WRAPPED(int, select, (int a, fd_set* b, fd_set* c, fd_set* d, timeval* e), (a, b, c, d, e), -1)
-WRAPPED(int, getifaddrs, (ifaddrs * *a), (a), -1)
-WRAPPED(unsigned, if_nametoindex, (const char* a), (a), 0)
-WRAPPED(int, eventfd, (unsigned a, int b), (a, b), -1)
-
-int __real_ioctl(int nFd, unsigned long nRequest, ...);
-int __wrap_ioctl(int nFd, unsigned long nRequest, ...);
-int __wrap_ioctl(int nFd, unsigned long nRequest, ...) {
-    va_list list;
-    va_start(list, nRequest);
-    void* pArgument = va_arg(list, void*);
-    va_end(list);
-    return failsNow("ioctl") ? -1 : __real_ioctl(nFd, nRequest, pArgument);
+VDX_FAILING(int, socket, (int a, int b, int c), (a, b, c), -1)
+VDX_FAILING(int, bind, (int a, const sockaddr* b, socklen_t c), (a, b, c), -1)
+VDX_FAILING(int, listen, (int a, int b), (a, b), -1)
+VDX_FAILING(int, connect, (int a, const sockaddr* b, socklen_t c), (a, b, c), -1)
+VDX_FAILING(int, accept4, (int a, sockaddr* b, socklen_t* c, int d), (a, b, c, d), -1)
+VDX_FAILING(int, setsockopt, (int a, int b, int c, const void* d, socklen_t e), (a, b, c, d, e), -1)
+VDX_FAILING(int, getsockopt, (int a, int b, int c, void* d, socklen_t* e), (a, b, c, d, e), -1)
+VDX_FAILING(int, shutdown, (int a, int b), (a, b), -1)
+VDX_FAILING(ssize_t, send, (int a, const void* b, size_t c, int d), (a, b, c, d), -1)
+VDX_FAILING(ssize_t, sendmsg, (int a, const msghdr* b, int c), (a, b, c), -1)
+VDX_FAILING(ssize_t, sendto, (int a, const void* b, size_t c, int d, const sockaddr* e, socklen_t f),
+            (a, b, c, d, e, f), -1)
+VDX_FAILING(ssize_t, recv, (int a, void* b, size_t c, int d), (a, b, c, d), -1)
+VDX_FAILING(ssize_t, recvfrom, (int a, void* b, size_t c, int d, sockaddr* e, socklen_t* f),
+            (a, b, c, d, e, f), -1)
+VDX_FAILING(int, poll, (pollfd * a, nfds_t b, int c), (a, b, c), -1)
+VDX_FAILING(int, select, (int a, fd_set* b, fd_set* c, fd_set* d, timeval* e), (a, b, c, d, e), -1)
+VDX_FAILING(int, getifaddrs, (ifaddrs * *a), (a), -1)
+VDX_FAILING(unsigned, if_nametoindex, (const char* a), (a), 0)
+VDX_FAILING(int, eventfd, (unsigned a, int b), (a, b), -1)
+VDX_FAILING(int, ioctl, (int a, unsigned long b, void* c), (a, b, c), -1)
 }
-}
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -129,11 +91,11 @@ template <class Work>
 Places failAtEachPlace(const char* szCall, int nErrno, Work work) {
     const long nDescriptors = peer::openDescriptors();
     for (Places places;; ++places.nAll) {
-        t_fault = {szCall, places.nAll, nErrno};
+        vdxtest::t_failure = {.nLeft = places.nAll, .nError = nErrno, .name = szCall};
         const peer::Stopwatch watch;
         const bool bWorked = work();
         EXPECT_LT(watch.ms(), 4000);
-        const bool bMet = std::exchange(t_fault, {}).bMet;
+        const bool bMet = !std::exchange(vdxtest::t_failure, {}).failed.empty();
         EXPECT_EQ(peer::openDescriptors(), nDescriptors) << szCall << places.nAll;
         if (!bMet) return places;
         places.nHarmless += bWorked;
