@@ -7,7 +7,10 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "support/temp_dir.h"
 
@@ -23,16 +26,24 @@ struct ChildResult {
 };
 
 // Forks, runs `body` in the child with standard output and error in files, and
-// ends the child by _exit with what the body returns.
+// ends the child by _exit with what the body returns. A body that returns nothing
+// must come to its end, and with all that it expects: the caller's test fails otherwise.
 template <class Body>
 ChildResult runInChild(Body body) {
+    constexpr bool CHECKED = std::is_void_v<decltype(body())>;
     const TempDir dir;
     const std::string out = dir / "out", err = dir / "err";
     std::fflush(nullptr);
     const pid_t idChild = fork();
     if (idChild == 0) {
         if (!std::freopen(out.c_str(), "w", stdout) || !std::freopen(err.c_str(), "w", stderr)) _exit(99);
-        const int nCode = body();
+        int nCode = 0;
+        if constexpr (CHECKED) {
+            body();
+            nCode = testing::Test::HasFailure() ? 1 : 0;
+        } else {
+            nCode = body();
+        }
         std::fflush(nullptr);
         _exit(nCode);
     }
@@ -40,6 +51,9 @@ ChildResult runInChild(Body body) {
     waitpid(idChild, &result.nStatus, 0);
     result.out = TempDir::read(out);
     result.err = TempDir::read(err);
+    if (CHECKED) {
+        EXPECT_EQ(result.nStatus, 0) << result.out << result.err;
+    }
     return result;
 }
 

@@ -5,6 +5,7 @@
 #include <climits>
 #include <csignal>
 #include <map>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <vdx/platform.h>
@@ -15,9 +16,9 @@ namespace {
 
 using Files = std::map<std::string, std::string>;
 
-Files contents(const std::string& folder) {
+Files contents(const TempDir& dir) {
     Files files;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path()))
         files[entry.path().filename()] = TempDir::read(entry.path());
     return files;
 }
@@ -27,42 +28,34 @@ std::string name(int nIndex) {
 }
 
 TEST(chFileTrace, DefaultNameStandsUnderTheRoot) {
-    const auto result = vdxtest::runInChild([] {
-        setenv("APP_ROOT", "/var/app", 1);
-        std::printf("%s", chFileTrace().GetFileName(3).c_str());
-        return 0;
-    });
+    setenv("APP_ROOT", "/var/app", 1);
     const std::string program = std::filesystem::path(vdxGetExeFileName()).filename();
-    EXPECT_EQ(result.out, "/var/app/log/" + program + "-3.log");
+    EXPECT_EQ(chFileTrace().GetFileName(3), "/var/app/log/" + program + "-3.log");
 }
 
 TEST(chFileTrace, RotatesBeforeTheLineThatFindsTheFileFull) {
-    const struct {
-        const char* szLabel;
-        int nKiB, nCount;
-        std::size_t nLine;  // Bytes without the newline, which is not counted.
-        int nLinesPerFile, nLines, nFilesLeft;
-    } rows[] = {
+    // Size in KiB, number of files, bytes of a line without its newline, which is not counted; then lines
+    // that a file takes, lines, and files that are left.
+    const std::tuple<const char*, int, int, std::size_t, int, int, int> rows[] = {
         {"four lines fill a file exactly", 1, 3, 256, 4, 17, 3},
         {"one line more than fits", 1, 2, 1000, 2, 7, 2},
         {"a file for each line", 1, 1, 1024, 1, 3, 1},
         {"five of 400 KiB unless told otherwise", 0, 0, 4096, 100, 601, 5},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szLabel);
+    for (const auto& [szLabel, nKiB, nCount, nLine, nLinesPerFile, nLines, nFilesLeft] : rows) {
         const TempDir dir;
         chFileTrace log;
-        EXPECT_TRUE(log.OpenFileTrace(dir / "t", row.nKiB, row.nCount));
-        const int nFirstFile = (row.nLines - 1) / row.nLinesPerFile + 1 - row.nFilesLeft;
+        EXPECT_TRUE(log.OpenFileTrace(dir / "t", nKiB, nCount));
+        const int nFirstFile = (nLines - 1) / nLinesPerFile + 1 - nFilesLeft;
         Files expected;
-        for (int n = 0; n < row.nLines; ++n) {
+        for (int n = 0; n < nLines; ++n) {
             std::string line = std::to_string(n);
-            line.resize(row.nLine, '.');
+            line.resize(nLine, '.');
             EXPECT_TRUE(log.WriteLogLine(line));
-            const int nFile = n / row.nLinesPerFile - nFirstFile;
+            const int nFile = n / nLinesPerFile - nFirstFile;
             if (nFile >= 0) expected[name(nFile)] += line + '\n';
         }
-        EXPECT_TRUE(contents(dir.path()) == expected);
+        EXPECT_TRUE(contents(dir) == expected) << szLabel;
     }
 }
 
@@ -74,73 +67,63 @@ TEST(chFileTrace, ZeroKeepsTheEarlierValuesAndAReopenedFileCountsFromItsSize) {
         log.OpenFileTrace(dir / "t", 1, 2);
         log.OpenFileTrace(dir / "u", 0, 0);
         log.OpenFileTrace("", 0, 0);
-        EXPECT_EQ(log.GetFileName(-1), dir / "u--1.log");
         log.WriteLogLine(line);
     }
-    EXPECT_EQ(contents(dir.path()), (Files{{"u-0.log", line + '\n'}, {"u-1.log", line + '\n'}}));
+    EXPECT_EQ(contents(dir), (Files{{"u-0.log", line + '\n'}, {"u-1.log", line + '\n'}}));
 }
 
 TEST(chFileTrace, OpeningTidiesWhatIsThere) {
-    const struct {
-        const char* szLabel;
-        int nFound, nCount;  // Each file holds its own number.
-        Files expected;      // After one more line, "+".
-    } rows[] = {
+    // Files found, each with its own number in it; files allowed; what there is after one more line, "+".
+    const std::tuple<const char*, int, int, Files> rows[] = {
         {"none", 0, 3, {{name(0), "+\n"}}},
-        {"fewer than allowed", 2, 3, {{name(0), "0"}, {name(1), "1+\n"}}},
         {"as many as allowed", 3, 3, {{name(0), "0"}, {name(1), "1"}, {name(2), "2+\n"}}},
         {"six for four", 6, 4, {{name(0), "2"}, {name(1), "3"}, {name(2), "4"}, {name(3), "5+\n"}}},
         {"seven for two", 7, 2, {{name(0), "5"}, {name(1), "6+\n"}}},
         {"a negative number of files", 2, -1, {{name(0), "0"}, {name(-2), "+\n"}}},
         {"the smallest number of files", 1, INT_MIN, {{name(0), "0"}, {name(INT_MAX), "+\n"}}},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.szLabel);
+    for (const auto& [szLabel, nFound, nCount, expected] : rows) {
         const TempDir dir;
-        for (int i = 0; i < row.nFound; ++i)
+        for (int i = 0; i < nFound; ++i)
             dir.write(name(i), std::to_string(i));
         chFileTrace log;
-        EXPECT_TRUE(log.OpenFileTrace(dir / "t", 1, row.nCount));
-        EXPECT_TRUE(log.WriteLogLine("+"));
-        EXPECT_EQ(contents(dir.path()), row.expected);
+        log.OpenFileTrace(dir / "t", 1, nCount);
+        log.WriteLogLine("+");
+        EXPECT_EQ(contents(dir), expected) << szLabel;
     }
 }
 
-TEST(chFileTrace, RawLinesWaitForTheFlush) {
+TEST(chFileTrace, RawLinesWaitForTheFlushAndCountTheirHeads) {
     const TempDir dir;
     chFileTrace log;
     EXPECT_TRUE(log.Flush());
     log.OpenFileTrace(dir / "t", 1, 2);
-    EXPECT_TRUE(log.WriteLogLineRaw("head ", "line"));
-    EXPECT_EQ(TempDir::read(dir / name(0)), "");
-    EXPECT_TRUE(log.WriteLogLineRaw(nullptr, ""));
+    EXPECT_TRUE(log.WriteLogLineRaw("head ", "line") && log.WriteLogLineRaw(nullptr, ""));
+    EXPECT_EQ(contents(dir), (Files{{name(0), ""}}));
+    const std::string filler(1024 - 9 - 5, 'x');
+    EXPECT_TRUE(log.WriteLogLine("long ", filler));
+    EXPECT_EQ(contents(dir), (Files{{name(0), "head line\n\nlong " + filler + '\n'}}));
+    log.WriteLogLineRaw("", "next");
     EXPECT_TRUE(log.Flush());
-    EXPECT_EQ(TempDir::read(dir / name(0)), "head line\n\n");
-    EXPECT_TRUE(log.WriteLogLine("head ", "two"));
-    EXPECT_EQ(TempDir::read(dir / name(0)), "head line\n\nhead two\n");
-    // Heads count: 1024 - 17 more bytes fill the file.
-    log.WriteLogLine(std::string(1000, 'x').c_str(), "1234567");
-    log.WriteLogLine("next");
-    EXPECT_EQ(TempDir::read(dir / name(1)), "next\n");
+    EXPECT_EQ(contents(dir)[name(1)], "next\n");
 }
 
 TEST(chFileTrace, AFullDiskKeepsWhatWasWritten) {
     const TempDir dir;
-    const auto result = vdxtest::runInChild([&] {
+    vdxtest::runInChild([&] {
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{600, RLIM_INFINITY};
         setrlimit(RLIMIT_FSIZE, &limit);
         chFileTrace log;
         log.OpenFileTrace(dir / "t", 100, 2);
-        for (int i = 100; i < 300; ++i)
-            log.WriteLogLine("line " + std::to_string(i));
-        return 0;
+        for (int i = 0; i < 200; ++i)
+            log.WriteLogLine("letter");
     });
-    EXPECT_EQ(result.nStatus, 0);
     std::string expected;
-    for (int i = 100; expected.size() < 600; ++i)
-        expected += "line " + std::to_string(i) + '\n';
-    EXPECT_EQ(TempDir::read(dir / name(0)), expected.substr(0, 600));
+    while (expected.size() < 600)
+        expected += "letter\n";
+    expected.resize(600);
+    EXPECT_EQ(contents(dir), (Files{{name(0), expected}}));
 }
 
 TEST(chFileTrace, CopiesShareTheOpenFileWhichIsClosedOnExec) {
@@ -151,16 +134,15 @@ TEST(chFileTrace, CopiesShareTheOpenFileWhichIsClosedOnExec) {
         first.OpenFileTrace(dir / "t", 1, 2);
         first.WriteLogLine("one");
         chFileTrace second(first);
-        second.WriteLogLine("two");
         first = chFileTrace();
-        second.WriteLogLine("three");
+        second.WriteLogLine("two");
         second = *&second;
-        second.WriteLogLine("four");
+        second.WriteLogLine("three");
         const auto result = vdxtest::runProgram({"/bin/sh", "-c", "ls -l /proc/self/fd"});
         EXPECT_EQ(result.exitCode(), 0);
         EXPECT_EQ(result.out.find("t-0.log"), std::string::npos) << result.out;
     }
-    EXPECT_EQ(TempDir::read(dir / name(0)), "one\ntwo\nthree\nfour\n");
+    EXPECT_EQ(contents(dir), (Files{{name(0), "one\ntwo\nthree\n"}}));
     const auto after = dymicAllocHelper::getInstance()->getCounts();
     EXPECT_EQ(after.nAlloc - before.nAlloc, after.nFree - before.nFree);
 }

@@ -1,6 +1,7 @@
 // What the tests of tracing share: the helper, its queue, and texts of lines without what changes.
 #pragma once
 
+#include <cstdlib>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -28,6 +29,18 @@ inline std::vector<std::string> linesOf(const std::string& text) {
     for (std::string line; std::getline(stream, line);)
         lines.push_back(line);
     return lines;
+}
+
+// The numbers right behind each place of a word in a text; 0 where none stands.
+inline std::vector<int> numbersBehind(const std::string& word, const std::string& text) {
+    std::vector<int> numbers;
+    for (std::size_t n = text.find(word); n != std::string::npos; n = text.find(word, n + 1))
+        numbers.push_back(std::atoi(text.c_str() + n + word.size()));
+    return numbers;
+}
+
+inline std::size_t countOf(const std::string& part, const std::string& text) {
+    return numbersBehind(part, text).size();
 }
 
 inline std::vector<std::string> readQueue() {

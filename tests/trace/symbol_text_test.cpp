@@ -1,18 +1,17 @@
 // The call stack as text.
 #include <vdx/stack_trace.h>
 
-#include <algorithm>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <vdx/node_alloc.h>
 
 #include "support/child.h"
+#include "trace/lines.h"
 #include "trace/symbol_text.h"
 
 TEST(demangleFrame, KnowsTheFormsOfThePlatforms) {
-    const struct {
-        std::string text, expected;
-    } rows[] = {
+    const std::pair<std::string, std::string> rows[] = {
         {"0   app   0x0001 _ZN2ns3funEi + 42", "0   app   0x0001: ns::fun(int) + 42"},
         {"  3 lib.dylib 0x12 main + 4", "3 lib.dylib 0x12: main + 4"},
         {"./app(_ZN2ns3funEi+0x2a) [0x5566]", "./app(ns::fun(int)+0x2a) [0x5566]"},
@@ -24,8 +23,8 @@ TEST(demangleFrame, KnowsTheFormsOfThePlatforms) {
         {"a b c _Z1fv ", "a b c: f() "},
         {"   ", ""},
     };
-    for (const auto& row : rows)
-        EXPECT_EQ(vdx::demangleFrame(row.text), row.expected) << row.text;
+    for (const auto& [text, expected] : rows)
+        EXPECT_EQ(vdx::demangleFrame(text), expected) << text;
     EXPECT_EQ(vdx::demangleFrame("1 app 0x1 " + std::string(5000, 's') + " + 4").size(), 1023u);
 }
 
@@ -38,19 +37,15 @@ namespace {
     return text;
 }
 
-std::ptrdiff_t linesIn(const std::string& text) {
-    return std::count(text.begin(), text.end(), '\n');
-}
-
 }  // namespace
 
 TEST(vdxReadStack, CountsFromTheCaller) {
     for (const int nDepth : {0, 1})
         EXPECT_EQ(vdxReadStack(nDepth), "");
-    EXPECT_EQ(linesIn(vdxReadStack(2)), 1);
-    EXPECT_EQ(linesIn(deeper(10, 6)), 5);
-    EXPECT_EQ(linesIn(deeper(20, -1)), linesIn(deeper(0, -1)) + 20);
-    EXPECT_EQ(linesIn(deeper(1000, -1)), 255);
+    EXPECT_EQ(countOf("\n", vdxReadStack(2)), 1u);
+    EXPECT_EQ(countOf("\n", deeper(10, 6)), 5u);
+    EXPECT_EQ(countOf("\n", deeper(20, -1)), countOf("\n", deeper(0, -1)) + 20u);
+    EXPECT_EQ(countOf("\n", deeper(1000, -1)), 255u);
     EXPECT_EQ(vdxReadStack(-1).find("vdxReadStack"), std::string::npos);
 
     const auto before = dymicAllocHelper::getInstance()->getCounts();
@@ -61,10 +56,7 @@ TEST(vdxReadStack, CountsFromTheCaller) {
 }
 
 TEST(vdxDumpStack, WritesTheSameFrames) {
-    const auto result = vdxtest::runInChild([] {
-        vdxDumpStack(4);
-        return 0;
-    });
-    EXPECT_EQ(linesIn(result.err), 3);
+    const auto result = vdxtest::runInChild([] { vdxDumpStack(4); });
+    EXPECT_EQ(countOf("\n", result.err), 3u);
     EXPECT_NE(result.err.find("[0x"), std::string::npos);
 }
