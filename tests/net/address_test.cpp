@@ -1,17 +1,14 @@
 // Addresses: texts and their oddities, rules, values, layouts. The fuzzer of addresses
 // compares the full parser with the system's.
 #include <arpa/inet.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
-#include <random>
 
 #include <gtest/gtest.h>
 
 #include <vdx/address.h>
 
+#include "support/child.h"
 #include "support/vectors.h"
 
 namespace {
@@ -22,43 +19,13 @@ chInAddr parse(const std::string& text) {
     return address;
 }
 
-// The rule as it is written down.
-bool scansAsIPv4(const std::string& text) {
-    unsigned a, b, c, d;
-    char rest;
-    return text.size() < 16 && std::sscanf(text.c_str(), "%u.%u.%u.%u%c", &a, &b, &c, &d, &rest) == 4 &&
-           a < 256 && b < 256 && c < 256 && d < 256;
-}
-
-TEST(sockIsValidIPv4, ReadsAsTheScanRuleDoes) {
-    std::mt19937 random(1);
-    const std::string alphabets[] = {std::string("0125.+- \t\0x", 11), "0123456789...", "12."};
-    int nValid = 0;
-    for (int i = 0; i < 300000; ++i) {
-        std::string text(random() % 18, ' ');
-        for (char& c : text)
-            c = alphabets[i % 3][random() % alphabets[i % 3].size()];
-        const bool bValid = scansAsIPv4(text);
-        ASSERT_EQ(sockIsValidIPv4(text), bValid) << "[" << text << "]";
-        if (!bValid) continue;
-        ++nValid;
-        in_addr expected;
-        fromString(text, expected);
-        ASSERT_EQ(chInAddr(text), chInAddr(expected)) << "[" << text << "]";
-    }
-    EXPECT_GT(nValid, 1000);
-}
-
-// Whether the check still runs after a while; the child is killed.
+// Whether the check still runs after a while; then a signal ends it.
 bool hangs(const std::string& text) {
-    const pid_t nChild = fork();
-    if (nChild == 0) _exit(sockIsValidIPv6(text) ? 1 : 2);
-    usleep(30000);
-    int nStatus = 0;
-    const bool bRuns = waitpid(nChild, &nStatus, WNOHANG) == 0;
-    if (bRuns) kill(nChild, SIGKILL);
-    if (bRuns) waitpid(nChild, &nStatus, 0);
-    return bRuns;
+    const auto check = [&] {
+        ualarm(30000, 0);
+        return sockIsValidIPv6(text) ? 1 : 2;
+    };
+    return vdxtest::runInChild(check).signal() == SIGALRM;
 }
 
 TEST(AddressText, IsReadAsTheVectorsSay) {
@@ -86,19 +53,17 @@ TEST(AddressText, IsReadAsTheVectorsSay) {
         EXPECT_EQ(chSocketAddr(address, 9).toInAddr(), address);
     }
     // And what no file of vectors can hold.
-    EXPECT_EQ(chInAddr(" 1.2.3.4").toString(), "255.255.255.255");
-    EXPECT_EQ(chInAddr(std::string("1.2.3.4\0junk", 12)).toString(), "1.2.3.4");
+    const std::pair<std::string, const char*> spaced[] = {{" 1.2.3.4", "255.255.255.255"},
+                                                          {"1.2.\t\r3.4", "255.255.255.255"},
+                                                          {"1.2.3.4 ", ""},
+                                                          {"1.2. +3.4", "255.255.255.255"},
+                                                          {"1.2.3.4 5", ""},
+                                                          {{"1.2.3.4\0junk", 12}, "1.2.3.4"}};
+    for (const auto& [text, szAddress] : spaced)
+        EXPECT_EQ(chInAddr(text).toString(), szAddress) << text;
     chInAddr kept;
     for (const std::string& text : {std::string(), std::string("::1\0", 4), std::string(100000, ':')})
         EXPECT_FALSE(sockParseAddress(text, kept));
-}
-
-TEST(sockParseAddress, ReadsWhatIsPrinted) {
-    std::mt19937 random(2);
-    for (int i = 0; i < 20000; ++i) {
-        const chInAddr address(in_addr{static_cast<in_addr_t>(random())});
-        ASSERT_EQ(parse(address.toString()), address);
-    }
 }
 
 TEST(AddressText, KeepsTheSystemsForms) {
@@ -109,13 +74,13 @@ TEST(AddressText, KeepsTheSystemsForms) {
     // What is no address.
     in_addr bad;
     EXPECT_TRUE(fromString("no address", bad));
-    EXPECT_EQ(bad.s_addr, INADDR_NONE);
+    EXPECT_EQ(toString(bad), "255.255.255.255");
     in6_addr kept = parse("::7").toIn6Addr();
     EXPECT_TRUE(fromString("no address", kept));
     EXPECT_EQ(chInAddr(kept), parse("::7"));
     chInAddr none("1.1.1.1");
     EXPECT_TRUE(fromString("no address", none));
-    EXPECT_FALSE(none.hasData());
+    EXPECT_EQ(none, chInAddr());
 
     char szSmall[4];
     EXPECT_EQ(sockInet_ntop(AF_INET, &bad, szSmall, -1), nullptr);
@@ -125,23 +90,19 @@ TEST(AddressText, KeepsTheSystemsForms) {
 
 TEST(chInAddr, ComparesTheBytesOfItsFamily) {
     const chInAddr left = parse("1.2.3.4");
-    chInAddr right = parse("102:304::9");
-    EXPECT_NE(left, right);
-    right = left.toInAddr();
+    chInAddr right = left.toInAddr();
+    EXPECT_NE(left, parse("102:304::9"));
     right.toIn6Addr().s6_addr[15] = 1;  // Beyond an IPv4 address.
     EXPECT_EQ(left, right);
     right = right.toInAddr();
     EXPECT_EQ(right.toIn6Addr().s6_addr[15], 0);
     right.clear();
-    EXPECT_EQ(right, chInAddr());
     EXPECT_NE(left, right);
 }
 
 TEST(chSocketAddr, IsThePlatformsAddress) {
-    sockaddr_in in{};
-    in.sin_family = AF_INET;
-    in.sin_port = htons(8080);
-    in.sin_addr.s_addr = htonl(0x0A000001);
+    const sockaddr_in in{
+        .sin_family = AF_INET, .sin_port = htons(8080), .sin_addr{htonl(0x0A000001)}, .sin_zero{}};
     EXPECT_EQ(std::memcmp(chSocketAddr("10.0.0.1", 8080).toSocketAddr(), &in, sizeof in), 0);
 
     sockaddr_in6 in6{};
@@ -153,19 +114,18 @@ TEST(chSocketAddr, IsThePlatformsAddress) {
     EXPECT_EQ(std::memcmp(six.toSocketAddr(), &in6, sizeof in6), 0);
     EXPECT_EQ(six.toString(), "fe80::5:1");
 
-    chSocketAddr other = six;
-    reinterpret_cast<sockaddr_in6*>(other.toSocketAddr())->sin6_scope_id = 7;
-    EXPECT_TRUE(other == six);
-    other.CreateSocketAddr(parse("fe80::5"), 2);
-    EXPECT_FALSE(other == six);
+    in6.sin6_scope_id = 7;
+    std::memcpy(six.toSocketAddr(), &in6, sizeof in6);
+    EXPECT_TRUE(six == chSocketAddr(parse("fe80::5"), 1));
+    EXPECT_FALSE(six == chSocketAddr(parse("fe80::5"), 2));
+    EXPECT_FALSE(six == chSocketAddr(parse("fe80::6"), 1));
 }
 
 TEST(chSocketAddr, SaysWhatIsMissing) {
     chSocketAddr address;
     EXPECT_FALSE(address.CreateSocketAddr("10.0.0.1", 0));
     EXPECT_EQ(address.toString(), "10.0.0.1:0");
-    EXPECT_FALSE(address.isValidLocalAddr());
-    EXPECT_FALSE(address.isValidRemoteAddr());
+    EXPECT_FALSE(address.isValidLocalAddr() || address.isValidRemoteAddr());
 
     EXPECT_FALSE(address.CreateSocketAddr("host.example", 80));
     EXPECT_EQ(std::memcmp(address.toSocketAddr(), chSocketAddr().toSocketAddr(), 28), 0);

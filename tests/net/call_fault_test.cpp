@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <vdx/host_info.h>
-#include <vdx/packet.h>
 
 #include "net/network_source.h"
 #include "net/peer.h"
@@ -42,28 +41,25 @@ namespace {
 
 bool exchangesPackets(const chSocketAddr& local) {
     chSocketTCPServer server;
-    chSocketPacketTCP client;
-    chSocketPacketTCP accepted;
+    chSocketPacketTCP client, accepted;
     if (!server.CreateSocket(local) || !server.SocketListen(4) || !client.CreateSocket(AF_INET) ||
         !client.ConnectTo(local, 1000) || !server.AcceptOnSocket(accepted, nullptr, 1000) ||
         client.socketSelect(0) != 0) {
         return false;
     }
     // One that is sent in one piece, and one in two that is received in its own memory.
+    std::vector<unsigned char> packet;
     for (const std::size_t nBytes : {5u, 20000u}) {
         const std::string sent = peer::randomBytes(nBytes, 1);
-        std::vector<unsigned char> packet;
         if (client.SendOnePacket(sent.data(), static_cast<int>(nBytes)) == 0) return false;
         if (!accepted.ReceiveOnePacket(packet, 1000) || std::string(packet.begin(), packet.end()) != sent)
             return false;
     }
-    std::vector<unsigned char> none;
-    return !accepted.ReceiveOnePacket(none, 5) && accepted.isConnected();
+    return !accepted.ReceiveOnePacket(packet, 5) && accepted.isConnected();
 }
 
 bool exchangesDatagrams(const chSocketAddr& local) {
-    chSocketUDP receiver;
-    chSocketUDP sender;
+    chSocketUDP receiver, sender;
     std::vector<unsigned char> out;
     return receiver.CreateSocket(local) && sender.CreateSocket(AF_INET) && sender.SendTo("hi", 2, local) &&
            sockPeekRecvLength(receiver.fd()) == 2 && receiver.ReceiveFrom(out, nullptr, 1000) == 2 &&
@@ -81,62 +77,44 @@ bool knowsTheHost() {
            sockGetAdapterByIPAddress("127.0.0.1") == "lo";
 }
 
-struct Places {
-    int nAll = 0;
-    int nHarmless = 0;  // Where everything worked all the same.
-};
-
-// Lets a call fail at each of its places in turn; nothing hangs or leaks.
-template <class Work>
-Places failAtEachPlace(const char* szCall, int nErrno, Work work) {
-    const long nDescriptors = peer::openDescriptors();
-    for (Places places;; ++places.nAll) {
-        vdxtest::t_failure = {.nLeft = places.nAll, .nError = nErrno, .name = szCall};
-        const peer::Stopwatch watch;
-        const bool bWorked = work();
-        EXPECT_LT(watch.ms(), 4000);
-        const bool bMet = !std::exchange(vdxtest::t_failure, {}).failed.empty();
-        EXPECT_EQ(peer::openDescriptors(), nDescriptors) << szCall << places.nAll;
-        if (!bMet) return places;
-        places.nHarmless += bWorked;
-    }
-}
-
 TEST(CallFault, EachCallFailsInTurn) {
-    struct Row {
+    const struct {
         const char* szCall;
         bool bSignalHarmless;  // The call is repeated when a signal interrupts it.
         int nHarmless;         // Places at which nothing depends on the call.
-    };
-    const Row rows[] = {{"socket", false, 1},     {"bind", false, 0},          {"listen", false, 0},
-                        {"connect", false, 0},    {"accept4", false, 0},       {"setsockopt", false, 2},
-                        {"getsockopt", false, 0}, {"shutdown", true, 99},      {"send", true, 0},
-                        {"sendmsg", true, 0},     {"sendto", true, 0},         {"recv", true, 0},
-                        {"recvfrom", true, 0},    {"poll", true, 0},           {"select", true, 0},
-                        {"getifaddrs", false, 0}, {"if_nametoindex", true, 1}, {"eventfd", false, 0},
-                        {"ioctl", false, 1}};
+    } rows[] = {{"socket", false, 1},     {"bind", false, 0},          {"listen", false, 0},
+                {"connect", false, 0},    {"accept4", false, 0},       {"setsockopt", false, 2},
+                {"getsockopt", false, 0}, {"shutdown", true, 99},      {"send", true, 0},
+                {"sendmsg", true, 0},     {"sendto", true, 0},         {"recv", true, 0},
+                {"recvfrom", true, 0},    {"poll", true, 0},           {"select", true, 0},
+                {"getifaddrs", false, 0}, {"if_nametoindex", true, 1}, {"eventfd", false, 0},
+                {"ioctl", false, 1}};
     const chSocketAddr tcp = peer::nobody(AF_INET);
     const chSocketAddr udp = peer::nameOf(peer::bound(AF_INET, SOCK_DGRAM));
+    int nDone = 0;  // Of three.
+    const auto all = [&] { nDone = exchangesPackets(tcp) + exchangesDatagrams(udp) + knowsTheHost(); };
     std::string texts;
-    const auto all = [&] {
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        const bool bWorked = int{exchangesPackets(tcp)} + exchangesDatagrams(udp) + knowsTheHost() == 3;
-        texts += testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-        return bWorked;
+    // The numbers of places at which a call failed, and at which everything worked all the same.
+    const auto failAtEachPlace = [&](const char* szCall, int nErrno) {
+        const long nDescriptors = peer::openDescriptors();
+        for (std::pair<int, int> places;; ++places.first) {
+            vdxtest::t_failure = {.nLeft = places.first, .nError = nErrno, .name = szCall};
+            peer::expectMs(
+                0, [&] { texts += peer::printedBy(all); }, 4000);
+            EXPECT_EQ(peer::openDescriptors(), nDescriptors) << szCall << places.first;
+            if (std::exchange(vdxtest::t_failure, {}).failed.empty()) return places;
+            places.second += nDone == 3;
+        }
     };
-    ASSERT_TRUE(all());
-    for (const Row& row : rows) {
+    for (const auto& [szCall, bSignalHarmless, nHarmless] : rows) {
         for (const int nErrno : {EINTR, ENOMEM}) {
-            SCOPED_TRACE(std::string(row.szCall) + ": " + std::to_string(nErrno));
-            const Places places = failAtEachPlace(row.szCall, nErrno, all);
-            EXPECT_GT(places.nAll, 0);
-            EXPECT_EQ(places.nHarmless, nErrno == EINTR && row.bSignalHarmless
-                                            ? places.nAll
-                                            : std::min(row.nHarmless, places.nAll));
+            const auto [nPlaces, nWorked] = failAtEachPlace(szCall, nErrno);
+            EXPECT_GT(nPlaces, 0) << szCall;
+            EXPECT_EQ(nWorked, nErrno == EINTR && bSignalHarmless ? nPlaces : std::min(nHarmless, nPlaces))
+                << szCall << ": " << nErrno;
+            EXPECT_EQ(nDone, 3);  // Without a failure.
         }
     }
-    EXPECT_TRUE(all());
     for (const char* szText : {"Error: if_nametoindex error/n", "Error: sysctl, take 2",
                                "chSocketTCP::Send failed! nSendCount=0 errno:[12][", "network monitor: "})
         EXPECT_NE(texts.find(szText), texts.npos) << szText;

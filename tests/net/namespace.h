@@ -1,15 +1,15 @@
 // A network namespace of the test's own, with interfaces made in it.
 #pragma once
 
-#include <fcntl.h>
 #include <sched.h>
-#include <unistd.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "net/peer.h"
 
 namespace peer {
 
@@ -22,19 +22,11 @@ inline bool runs(const std::string& command) {
 class InNamespace : public ::testing::Test {
 protected:
     void SetUp() override {
-        m_nHome = open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
-        if (unshare(CLONE_NEWNET) != 0) {
-            close(m_nHome);
-            m_nHome = -1;
+        if (unshare(CLONE_NEWNET) != 0)
             GTEST_SKIP() << "the kernel refuses a network namespace: " << std::strerror(errno);
-        }
         ASSERT_TRUE(runs("ip link set lo up"));
     }
-    void TearDown() override {
-        if (m_nHome < 0) return;
-        EXPECT_EQ(setns(m_nHome, CLONE_NEWNET), 0);
-        close(m_nHome);
-    }
+    void TearDown() override { EXPECT_EQ(setns(m_home, CLONE_NEWNET), 0); }
 
     // An interface of whichever kind the kernel has; it is down.
     static void addInterface(const std::string& name) {
@@ -47,7 +39,7 @@ protected:
     }
 
 private:
-    int m_nHome = -1;
+    const Fd m_home{open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC)};
 };
 
 }  // namespace peer

@@ -4,22 +4,20 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
-#include <iterator>
+#include <future>
 #include <random>
 #include <string>
-#include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include <vdx/socket.h>
+#include <vdx/packet.h>
 
 namespace peer {
 
@@ -121,45 +119,51 @@ inline long runningThreads() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
-// What a call prints, traces included.
+// What a call prints, traces and warnings included.
 template <class Call>
 std::string printedBy(Call call) {
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     call();
-    return testing::internal::GetCapturedStdout();
+    return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
 }
 
-class Stopwatch {
-public:
-    long ms() const { return std::chrono::duration_cast<std::chrono::milliseconds>(now() - m_start).count(); }
+// Runs a call, which must take about so many milliseconds; at most `nMost` more.
+template <class Call>
+void expectMs(long nLeast, Call call, long nMost = 2000) {
+    const auto start = std::chrono::steady_clock::now();
+    call();
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    EXPECT_GT(took.count(), static_cast<double>(nLeast) - 1);
+    EXPECT_LT(took.count(), static_cast<double>(nLeast + nMost));
+}
 
-private:
-    static std::chrono::steady_clock::time_point now() { return std::chrono::steady_clock::now(); }
-    std::chrono::steady_clock::time_point m_start = now();
-};
+// Runs work on a thread of its own, which the result waits for.
+template <class Work>
+auto beside(Work work) {
+    return std::async(std::launch::async, std::move(work));
+}
 
-// Sends signals to the thread that made it, for as long as it lives; the handler does
-// nothing and interrupts system calls.
+// For as long as it lives a signal, whose handler does nothing, interrupts the main thread's
+// system calls.
 class Signaller {
 public:
     Signaller() {
         struct sigaction action {};
         action.sa_handler = [](int) {};
-        sigaction(SIGUSR1, &action, nullptr);
-        m_thread = std::jthread([hTarget = pthread_self()](const std::stop_token& stop) {
-            while (!stop.stop_requested()) {
-                pthread_kill(hTarget, SIGUSR1);
-                std::this_thread::sleep_for(std::chrono::milliseconds(7));
-            }
-        });
+        sigaction(SIGALRM, &action, nullptr);
+        sendEvery(7000);
     }
+    ~Signaller() { sendEvery(0); }
 
 private:
-    std::jthread m_thread;
+    static void sendEvery(int nMicroseconds) {
+        const itimerval times{{0, nMicroseconds}, {0, nMicroseconds}};
+        setitimer(ITIMER_REAL, &times, nullptr);
+    }
 };
 
 // Ours connected to a raw peer, over one of the families.
-template <class Socket>
 class Connected : public ::testing::TestWithParam<int> {
 protected:
     void SetUp() override {
@@ -179,7 +183,7 @@ protected:
         raw = Fd(accept(listener, nullptr, nullptr));
     }
     long nDescriptors = 0;
-    Socket ours;
+    chSocketPacketTCP ours;
     Fd raw;
 };
 

@@ -1,7 +1,8 @@
-// Runs code on several threads at once.
+// Runs code on several threads at once, and waits for what other threads do.
 #pragma once
 
 #include <barrier>
+#include <chrono>
 #include <thread>
 #include <vector>
 
@@ -21,6 +22,14 @@ void runTogether(int nThreads, Body body) {
     }
     for (std::thread& thread : threads)
         thread.join();
+}
+
+// Waits until a condition holds, for ten seconds at most; whether it does.
+template <class Condition>
+bool soon(Condition condition) {
+    for (int i = 0; i < 5000 && !condition(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    return condition();
 }
 
 }  // namespace vdxtest
