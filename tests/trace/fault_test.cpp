@@ -39,6 +39,7 @@ VDX_FAILING(int, stat, (const char* szName, struct stat* p), (szName, p), -1)
 namespace {
 
 constexpr int LINES = 25;
+std::string s_queued;
 const std::string s_short(100, 'x'), s_long(100'000, 'q');
 
 // In order up to the last, with at most one missing.
@@ -49,26 +50,14 @@ bool isNearlyWhole(const std::vector<int>& found, int nFirst) {
            found.size() + 1 >= static_cast<std::size_t>(LINES - nFirst + 1);
 }
 
-int firstFreeDescriptor() {
-    const int nFd = dup(0);
-    close(nFd);
-    return nFd;
-}
-
-// What the threads of an application read of the queue; it has room for all.
-std::string roomyText() {
-    std::string text;
-    text.reserve((LINES + 1) * s_long.size() * 2);
-    return text;
-}
-
-void drain(std::string& queued) {
+// Reads the queue into a text that has room for it.
+void drain() {
     for (std::string text; helper().ReadShareMemoryString(text);)
-        queued += text;
+        s_queued += text;
 }
 
 // Everything that traces. The test itself allocates nothing: an exception would end the process.
-void traceEverywhere(const std::string& name, std::string& queued) {
+void traceEverywhere(const std::string& name) {
     vdxTrace(3, "console %s", s_long.c_str() + 95'000);
     vdxWarningMessage("f", 1, "%5d", 1);
     for (int i = 0; i < 2; ++i)  // Should the first one not keep the name.
@@ -78,7 +67,7 @@ void traceEverywhere(const std::string& name, std::string& queued) {
     helper().RedirectToShareMemory();
     for (int i = 0; i < LINES; ++i)
         vdxModuleTrace(3, "M:Q", "line %d %s|", i, s_long.c_str());
-    drain(queued);
+    drain();
     const chTraceStack scope(3, "scope()", nullptr);
     vdxReadStack(-1);
     vdxEncryptTrace(3, 0, "m", "record %d", 1);
@@ -86,11 +75,11 @@ void traceEverywhere(const std::string& name, std::string& queued) {
 
 // All outputs go on when the fault is over, and have what came before it. Returns whether the queue does;
 // its block may be what could not be had.
-bool checkAfter(const TempDir& dir, std::string& queued) {
-    drain(queued);
+bool checkAfter(const TempDir& dir) {
+    drain();
     const bool bBlock = helper().TraceToShareMemory("line 25 |");
-    drain(queued);
-    EXPECT_TRUE(bBlock ? isNearlyWhole(numbersBehind("line ", queued), 0) : queued.empty());
+    drain();
+    EXPECT_TRUE(bBlock ? isNearlyWhole(numbersBehind("line ", s_queued), 0) : s_queued.empty());
     helper().TraceToFileTrace("line 25 |");
     std::string files;
     for (const char* szName : {"t-0.log", "t-1.log", "t-2.log"})
@@ -111,21 +100,22 @@ bool checkAfter(const TempDir& dir, std::string& queued) {
 // Each in a process of its own, for the first trace matters.
 TEST(TraceFaults, EachAllocationAndFileCallFailingInTurn) {
     constexpr int NO_BLOCK = 98, NO_FAULT = 99;
+    s_queued.reserve(2 * LINES * s_long.size());
     int n = 0, nWithoutBlock = 0;
     for (int nResult = 0; nResult != NO_FAULT; ++n) {
         const TempDir dir;
         const auto result = vdxtest::runInChild([&] {
             alarm(60);
-            const int nDescriptor = firstFreeDescriptor();
+            const int nFreeDescriptor = dup(0);
+            close(nFreeDescriptor);
             const std::string name = dir / "t";
-            std::string queued = roomyText();
             t_failure = {.nLeft = n, .nError = ENOSPC};
-            traceEverywhere(name, queued);
+            traceEverywhere(name);
             t_failure.nLeft = -1;
             if (t_failure.failed.empty()) return NO_FAULT;
-            const bool bBlock = checkAfter(dir, queued);
+            const bool bBlock = checkAfter(dir);
             helper().RedirectToFileTrace("", 0, 0);  // Closes the file.
-            EXPECT_EQ(firstFreeDescriptor(), nDescriptor);
+            EXPECT_EQ(dup(0), nFreeDescriptor);
             EXPECT_FALSE(HasFailure()) << t_failure.failed;
             return HasFailure() ? 1 : bBlock ? 0 : NO_BLOCK;
         });
@@ -143,12 +133,12 @@ TEST(TraceNested, AllocationsThatTraceNeitherDeadlockNorRecurse) {
     const auto result = vdxtest::runInChild([&] {
         alarm(30);
         const std::string name = dir / "t";
-        std::string queued = roomyText();
+        s_queued.reserve(2 * LINES * s_long.size());
         helper();
         t_bAllocationsTrace = true;
-        traceEverywhere(name, queued);
+        traceEverywhere(name);
         t_bAllocationsTrace = false;
-        EXPECT_GE(numbersBehind("line ", queued).back(), LINES - 1);
+        EXPECT_GE(numbersBehind("line ", s_queued).back(), LINES - 1);
     });
     EXPECT_GT(countOf("allocated ", result.out), 60u);
     EXPECT_EQ(countOf("line 24 ", TempDir::read(dir / "t-2.log")), 1u);

@@ -33,43 +33,32 @@ TEST(chFileTrace, DefaultNameStandsUnderTheRoot) {
     EXPECT_EQ(chFileTrace().GetFileName(3), "/var/app/log/" + program + "-3.log");
 }
 
+// Also when it is opened anew meanwhile: it counts from its size then, and zero keeps the values.
 TEST(chFileTrace, RotatesBeforeTheLineThatFindsTheFileFull) {
     // Size in KiB, number of files, bytes of a line without its newline, which is not counted; then lines
     // that a file takes, lines, and files that are left.
     const std::tuple<const char*, int, int, std::size_t, int, int, int> rows[] = {
         {"four lines fill a file exactly", 1, 3, 256, 4, 17, 3},
-        {"one line more than fits", 1, 2, 1000, 2, 7, 2},
+        {"one byte is left", 1, 2, 1023, 2, 7, 2},
         {"a file for each line", 1, 1, 1024, 1, 3, 1},
         {"five of 400 KiB unless told otherwise", 0, 0, 4096, 100, 601, 5},
     };
     for (const auto& [szLabel, nKiB, nCount, nLine, nLinesPerFile, nLines, nFilesLeft] : rows) {
         const TempDir dir;
         chFileTrace log;
-        EXPECT_TRUE(log.OpenFileTrace(dir / "t", nKiB, nCount));
+        EXPECT_TRUE(log.OpenFileTrace("unused", nKiB, nCount) && log.OpenFileTrace(dir / "t", 0, 0));
         const int nFirstFile = (nLines - 1) / nLinesPerFile + 1 - nFilesLeft;
         Files expected;
         for (int n = 0; n < nLines; ++n) {
             std::string line = std::to_string(n);
             line.resize(nLine, '.');
+            if (n == nLinesPerFile) log.OpenFileTrace("", 0, 0);
             EXPECT_TRUE(log.WriteLogLine(line));
             const int nFile = n / nLinesPerFile - nFirstFile;
             if (nFile >= 0) expected[name(nFile)] += line + '\n';
         }
         EXPECT_TRUE(contents(dir) == expected) << szLabel;
     }
-}
-
-TEST(chFileTrace, ZeroKeepsTheEarlierValuesAndAReopenedFileCountsFromItsSize) {
-    const TempDir dir;
-    const std::string line(1024, 'x');
-    for (int i = 0; i < 4; ++i) {
-        chFileTrace log;
-        log.OpenFileTrace(dir / "t", 1, 2);
-        log.OpenFileTrace(dir / "u", 0, 0);
-        log.OpenFileTrace("", 0, 0);
-        log.WriteLogLine(line);
-    }
-    EXPECT_EQ(contents(dir), (Files{{"u-0.log", line + '\n'}, {"u-1.log", line + '\n'}}));
 }
 
 TEST(chFileTrace, OpeningTidiesWhatIsThere) {

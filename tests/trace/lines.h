@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstdlib>
+#include <numeric>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,19 +23,18 @@ inline std::string withoutStamps(const std::string& text) {
     return std::regex_replace(std::regex_replace(text, stamp, "@"), timeAndIds, "#");
 }
 
-inline std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
-}
-
 // The numbers right behind each place of a word in a text; 0 where none stands.
 inline std::vector<int> numbersBehind(const std::string& word, const std::string& text) {
     std::vector<int> numbers;
     for (std::size_t n = text.find(word); n != std::string::npos; n = text.find(word, n + 1))
         numbers.push_back(std::atoi(text.c_str() + n + word.size()));
+    return numbers;
+}
+
+// 0, 1, 2, ... to nCount - 1.
+inline std::vector<int> firstNumbers(int nCount) {
+    std::vector<int> numbers(static_cast<std::size_t>(nCount));
+    std::iota(numbers.begin(), numbers.end(), 0);
     return numbers;
 }
 

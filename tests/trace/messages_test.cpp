@@ -22,7 +22,7 @@ const std::string YELLOW = "[\x1b[1;33mW:\x1b[00m";
 
 }  // namespace
 
-TEST(Console, ColoursBySecondAndThirdCharacter) {
+TEST(Console, ColoursBySecondAndThirdCharacterAndLimits) {
     const std::pair<std::string, std::string> rows[] = {
         {"[E:] full", RED + "] full"},
         {"[W:Net] slow", YELLOW + "Net] slow"},
@@ -35,29 +35,22 @@ TEST(Console, ColoursBySecondAndThirdCharacter) {
         {std::string("ab\0ends at the zero byte", 10), "ab"},
         {std::string(100'000, 'x'), std::string(100'000, 'x')},
     };
-    std::string expected;
-    const auto result = runInChild([&] {
-        for (const auto& [text, written] : rows) {
-            consoleWriteString(false, text);
-            consoleWriteString(true, text);
-        }
-    });
-    for (const auto& [text, written] : rows)
-        expected += written + '\n';
-    EXPECT_EQ(result.out, expected);
-    EXPECT_EQ(result.err, expected);
-}
-
-TEST(Console, FormattedTextsAndTheirLimits) {
     const std::string text(5000, 'x');
     const auto result = runInChild([&] {
+        for (const auto& [line, written] : rows) {
+            consoleWriteString(false, line);
+            consoleWriteString(true, line);
+        }
         consolePrintf(true, "%s", text.c_str());
         consolePrintf(false, "[W:] %d", 7);
         vdxOutputDebugString("%s", text.c_str());
         simpTRACE("%s|%5.2f", "pi", 3.14159);
     });
-    EXPECT_EQ(result.err, text.substr(0, 4095) + "\n");
-    EXPECT_EQ(result.out, YELLOW + "] 7\n" + text + "\npi| 3.14\n");
+    std::string expected;
+    for (const auto& [line, written] : rows)
+        expected += written + '\n';
+    EXPECT_EQ(result.err, expected + text.substr(0, 4095) + "\n");
+    EXPECT_EQ(result.out, expected + YELLOW + "] 7\n" + text + "\npi| 3.14\n");
 }
 
 // Also behind what the program itself left in the stream's buffer.
@@ -98,20 +91,33 @@ TEST(Messages, WarningsNameFileTimeAndIds) {
     EXPECT_EQ(countOf(result.out, result.err), 3u);
 }
 
-TEST(Messages, TraceLinesCarryThePrefix) {
-    const auto result = runInChild([] {
-        vdxTrace(3, "plain %d%%", 1);
-        vdxTrace(3, std::string("finished %d"));
-        vdxModuleTrace(4, "M:Relay", "%s", "module");
-        vdxModuleTrace(4, "", std::string("nobody"));
-        vdxModuleTrace(4, "E:Net", "red");
-        tracePrintf("debug");
+TEST(Messages, TraceLinesCarryThePrefixAndSuppressedOnesAreNotFormatted) {
+    const auto traceObjects = [] {
         vdxTraceObject("name", std::string("value"));
         vdxTraceObject("at", reinterpret_cast<const void*>(0x12ab));
+    };
+    const auto traceTexts = [](const char* szText) {
+        vdxTrace(7, "plain %s%%", szText);
+        vdxTrace(7, std::string("finished %d"));
+        vdxModuleTrace(7, "M:Relay", "%s", szText);
+        vdxModuleTrace(7, "", std::string("nobody"));
+        vdxModuleTrace(7, "E:Net", "red");
+        tracePrintf("debug %s", szText);
+    };
+    const auto result = runInChild([&] {
+        helper().ResetTraceLevel(9);
+        traceObjects();
+        helper().ResetTraceLevel(8);
+        traceObjects();
+        helper().ResetTraceLevel(7);
+        traceTexts("text");
+        helper().ResetTraceLevel(6);
+        traceTexts(reinterpret_cast<const char*>(8));
     });
     EXPECT_EQ(withoutStamps(result.out),
-              "[D:Who?@plain 1%\n[D:Who?@finished %d\n[M:Relay@module\n[D:Who?@nobody\n" + RED +
-                  "Net@red\n[D:Who?@debug\n[D:Who?@name = \"value\"\n[D:Who?@at = 0x000012ab\n");
+              "[D:Who?@name = \"value\"\n[D:Who?@at = 0x000012ab\n[D:Who?@plain text%\n[D:Who?@finished %d\n"
+              "[M:Relay@text\n[D:Who?@nobody\n" +
+                  RED + "Net@red\n[D:Who?@debug text\n");
     EXPECT_EQ(result.err, "");
 }
 

@@ -36,40 +36,34 @@ struct Late {
     const char* szName;
 } s_before{"made before"};  // Destroyed after everything that was made later.
 
-[[noreturn]] void exitWhileStaticObjectsTrace(bool bThreads) {
-    s_bTracesLate = true;
-    vdxTrace(3, "main");
-    static const Late s_after{"made after"};
-    for (int i = 0; bThreads && i < 4; ++i) {
-        std::thread([] {
-            for (;;)
-                vdxTrace(9, "busy");
-        }).detach();
-    }
-    vdxSleep(20);
-    std::exit(0);
-}
-
 }  // namespace
 
-// Also while threads trace on.
+// While threads trace on.
 TEST(TraceAtExit, StaticObjectsTraceToTheConsoleWhateverTheMethod) {
     const TempDir dir;
     for (const std::string& method : std::vector<std::string>{
              "9:share", "3:null", "2:log:" + (dir / "t"), "9:log:/dev/null/x", "5:console", "9:console"}) {
-        for (const bool bThreads : {false, true}) {
-            SCOPED_TRACE(method + (bThreads ? " and threads" : ""));
-            const auto result = runInChild([&]() -> int {
-                setenv("trace", method.c_str(), 1);
-                exitWhileStaticObjectsTrace(bThreads);
-            });
-            EXPECT_EQ(result.nStatus, 0) << result.err;
-            // "made after" was made after the helper: it dies before it and still obeys.
-            EXPECT_EQ(countOf(" made before\n", result.out), 1u) << result.out;
-            EXPECT_EQ(countOf("made before unchanged\n", result.out), 1u) << result.out;
-            EXPECT_EQ(countOf("warning\n", result.err), 2u) << result.err;
-            EXPECT_EQ(countOf("{ scope()", result.out), countOf("} scope()", result.out));
-        }
+        SCOPED_TRACE(method);
+        const auto result = runInChild([&]() -> int {
+            setenv("trace", method.c_str(), 1);
+            s_bTracesLate = true;
+            vdxTrace(3, "main");
+            static const Late s_after{"made after"};
+            for (int i = 0; i < 4; ++i) {
+                std::thread([] {
+                    for (;;)
+                        vdxTrace(9, "busy");
+                }).detach();
+            }
+            vdxSleep(20);
+            std::exit(0);
+        });
+        EXPECT_EQ(result.nStatus, 0) << result.err;
+        // "made after" was made after the helper: it dies before it and still obeys.
+        EXPECT_EQ(countOf(" made before\n", result.out), 1u) << result.out;
+        EXPECT_EQ(countOf("made before unchanged\n", result.out), 1u) << result.out;
+        EXPECT_EQ(countOf("warning\n", result.err), 2u) << result.err;
+        EXPECT_EQ(countOf("{ scope()", result.out), countOf("} scope()", result.out));
     }
 }
 

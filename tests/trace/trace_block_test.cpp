@@ -104,36 +104,36 @@ TEST(TraceBlock, LiesAsDescribed) {
     EXPECT_TRUE(block.lines().empty());
 }
 
-// Into segments of their own, which another user of the block can read.
-TEST(TraceBlock, AFullQueueMovesItsOldestLinesAside) {
+// A process traces into the shared queue until old lines are moved aside, into segments of their own, which
+// another user of the block can read; a reader of the queue gets all in order.
+TEST(TraceBlock, ASharedTraceOfMoreThanTheBlockHolds) {
+    setenv("trace", "5:share", 1);
     const RawBlock block;
-    constexpr std::size_t LENGTH = 1000, LINES = 8000, SEGMENT = 0x100000 - 8;
-    std::vector<std::string> sent;
-    for (std::size_t i = 0; i < LINES; ++i) {
-        sent.push_back(std::to_string(i));
-        sent.back().resize(LENGTH, '.');
-        ASSERT_TRUE(helper().TraceToShareMemory(sent.back()));
-    }
-    const auto nMoved = LINES - static_cast<std::size_t>(block.at<std::uint64_t>(64));
-    EXPECT_EQ(block.at<std::uint64_t>(88), nMoved * LENGTH);
-    EXPECT_EQ(block.at<std::uint64_t>(96), nMoved * (LENGTH + 1));
+    constexpr int LINES = 4000;
+    for (int i = 0; i < LINES; ++i)
+        vdxTrace(5, "line %d|%s", i, std::string(1000, '.').c_str());
+    vdxTrace(6, "not this");
+    const auto nMoved = LINES - block.at<std::uint64_t>(64), nBytes = block.at<std::uint64_t>(88);
+    EXPECT_EQ(block.at<std::uint64_t>(96), nBytes + nMoved) << "with newlines";
     {
         const RawBlock segment("ipc_system_trace.0", 0x100000);
         EXPECT_EQ(segment.at<std::int32_t>(0), 0x100000);
         EXPECT_EQ(segment.at<std::int32_t>(4), 4106);
-        EXPECT_EQ(segment.text(8, LENGTH), sent[0]);
+        EXPECT_TRUE(segment.text(8, 100).starts_with("[D:Who?+"));
     }
-    std::string moved = "[M:TraceHelper@Write " + std::to_string(nMoved * LENGTH) + " bytes first.\n";
-    for (std::size_t i = 0; i < nMoved; ++i)
-        moved += sent[i] + '\n';
-    sent.erase(sent.begin(), sent.begin() + static_cast<std::ptrdiff_t>(nMoved));
-    sent.insert(sent.begin(), moved);
-    std::vector<std::string> texts = readQueue();
-    texts.at(0) = withoutStamps(texts[0]);
-    EXPECT_TRUE(texts == sent) << texts[0].substr(0, 100);
-    EXPECT_EQ(block.at<std::uint64_t>(88), 0u);
-    EXPECT_EQ(block.at<std::uint64_t>(96), 0u);
-    EXPECT_EQ(block.at<std::uint64_t>(104), nMoved * (LENGTH + 1) / SEGMENT + 1);  // Other numbers follow.
+    std::string text;
+    for (const std::string& queued : readQueue())
+        text += queued + '\n';
+    text = withoutStamps(text);
+    std::string expected = "[M:TraceHelper@Write " + std::to_string(nBytes) + " bytes first.\n";
+    for (std::uint64_t i = 0; i < LINES; ++i)
+        expected += "[D:Who?@line " + std::to_string(i) + '|' + std::string(1000, '.') +
+                    (i + 1 == nMoved ? "\n\n" : "\n");
+    EXPECT_TRUE(text == expected) << text.substr(0, 100);
+    for (const int nOffset : {88, 96})
+        EXPECT_EQ(block.at<std::uint64_t>(nOffset), 0u);
+    // Other segments follow.
+    EXPECT_EQ(block.at<std::uint64_t>(104), (nBytes + nMoved) / (0x100000 - 8) + 1);
     chSegmentMapFile gone;
     gone.OpenMapFile("ipc_system_trace.0", 8);
     EXPECT_TRUE(gone.IsCreateByMe());
