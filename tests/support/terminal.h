@@ -83,6 +83,13 @@ public:
         return true;
     }
 
+    // Sends keys when the child wants some, and waits for what it shows then.
+    bool type(const std::string& keys, const std::string& end) {
+        if (!waitRaw()) return false;
+        send(keys);
+        return waitFor(end);
+    }
+
     // As waitpid gives it.
     int waitForEnd() {
         int nStatus = -1;
