@@ -3,12 +3,9 @@
 #include <algorithm>
 #include <functional>
 
-#include <gtest/gtest.h>
 #include <vdx/log.h>
 #include <vdx/stack_trace.h>
-#include <vdx/trace.h>
 
-#include "support/child.h"
 #include "support/failing_calls.h"
 #include "trace/lines.h"
 
@@ -60,6 +57,8 @@ void drain() {
 void traceEverywhere(const std::string& name) {
     vdxTrace(3, "console %s", s_long.c_str() + 95'000);
     vdxWarningMessage("f", 1, "%5d", 1);
+    vdxOutputWarningString("%5d", 1);
+    consolePrintf(false, "%5d", 1);
     for (int i = 0; i < 2; ++i)  // Should the first one not keep the name.
         helper().RedirectToFileTrace(name, 1, 3);
     for (int i = 0; i < LINES; ++i)
@@ -104,14 +103,16 @@ TEST(TraceFaults, EachAllocationAndFileCallFailingInTurn) {
     int n = 0, nWithoutBlock = 0;
     for (int nResult = 0; nResult != NO_FAULT; ++n) {
         const TempDir dir;
-        const auto result = vdxtest::runInChild([&] {
+        const auto result = runInChild([&] {
             alarm(60);
             const int nFreeDescriptor = dup(0);
             close(nFreeDescriptor);
             const std::string name = dir / "t";
             t_failure = {.nLeft = n, .nError = ENOSPC};
+            errno = EDOM;
             traceEverywhere(name);
             t_failure.nLeft = -1;
+            EXPECT_EQ(errno, EDOM) << "Tracing leaves it alone.";
             if (t_failure.failed.empty()) return NO_FAULT;
             const bool bBlock = checkAfter(dir);
             helper().RedirectToFileTrace("", 0, 0);  // Closes the file.
@@ -130,7 +131,7 @@ TEST(TraceFaults, EachAllocationAndFileCallFailingInTurn) {
 // To every output, from the making of the process's record on.
 TEST(TraceNested, AllocationsThatTraceNeitherDeadlockNorRecurse) {
     const TempDir dir;
-    const auto result = vdxtest::runInChild([&] {
+    const auto result = runInChild([&] {
         alarm(30);
         const std::string name = dir / "t";
         s_queued.reserve(2 * LINES * s_long.size());

@@ -7,7 +7,15 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+#include <vdx/platform.h>
+#include <vdx/trace.h>
 #include <vdx/trace_helper.h>
+
+#include "support/child.h"
+#include "support/threads.h"
+
+using vdxtest::runInChild;
 
 inline uCTraceHelper& helper() {
     return *uCTraceHelper::getInstance();
@@ -47,4 +55,12 @@ inline std::vector<std::string> readQueue() {
     for (std::string text; helper().ReadShareMemoryString(text);)
         texts.push_back(text);
     return texts;
+}
+
+// The same as one text, each with a newline behind it.
+inline std::string queuedText() {
+    std::string all;
+    for (const std::string& text : readQueue())
+        all += text + '\n';
+    return all;
 }

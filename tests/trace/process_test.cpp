@@ -3,15 +3,9 @@
 #include <unistd.h>
 #include <thread>
 
-#include <gtest/gtest.h>
-#include <vdx/platform.h>
 #include <vdx/stack_trace.h>
-#include <vdx/trace.h>
 
-#include "support/child.h"
 #include "trace/lines.h"
-
-using vdxtest::runInChild;
 
 namespace {
 
@@ -21,8 +15,8 @@ bool s_bTracesLate = false;
 struct Late {
     ~Late() {
         if (!s_bTracesLate) return;
-        helper().TraceConstString(std::string(szName) +
-                                  " unchanged");  // First: nothing has selected the output.
+        // First: nothing has selected the output yet.
+        helper().TraceConstString(std::string(szName) + " unchanged");
         {
             const chTraceStack scope(9, "scope()", nullptr);
             vdxWarningMessage(szName, 0, "warning");

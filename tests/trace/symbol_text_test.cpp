@@ -3,10 +3,8 @@
 
 #include <utility>
 
-#include <gtest/gtest.h>
 #include <vdx/node_alloc.h>
 
-#include "support/child.h"
 #include "trace/lines.h"
 #include "trace/symbol_text.h"
 
@@ -56,7 +54,7 @@ TEST(vdxReadStack, CountsFromTheCaller) {
 }
 
 TEST(vdxDumpStack, WritesTheSameFrames) {
-    const auto result = vdxtest::runInChild([] { vdxDumpStack(4); });
+    const auto result = runInChild([] { vdxDumpStack(4); });
     EXPECT_EQ(countOf("\n", result.err), 3u);
     EXPECT_NE(result.err.find("[0x"), std::string::npos);
 }
