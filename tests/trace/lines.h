@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <numeric>
 #include <regex>
 #include <string>
 #include <vector>
@@ -36,13 +35,6 @@ inline std::vector<int> numbersBehind(const std::string& word, const std::string
     std::vector<int> numbers;
     for (std::size_t n = text.find(word); n != std::string::npos; n = text.find(word, n + 1))
         numbers.push_back(std::atoi(text.c_str() + n + word.size()));
-    return numbers;
-}
-
-// 0, 1, 2, ... to nCount - 1.
-inline std::vector<int> firstNumbers(int nCount) {
-    std::vector<int> numbers(static_cast<std::size_t>(nCount));
-    std::iota(numbers.begin(), numbers.end(), 0);
     return numbers;
 }
 

@@ -31,11 +31,8 @@ public:
     std::string text(std::int64_t nOffset, std::size_t nLength) const {
         return {m_pBytes + nOffset, nLength};
     }
-    // Where the link at an offset leads to; -1 for none.
-    std::int64_t follow(std::int64_t nOffset) const {
-        const auto nLink = at<std::int64_t>(nOffset);
-        return nLink == -1 ? -1 : nOffset + nLink;
-    }
+    // Where the link at an offset leads to.
+    std::int64_t follow(std::int64_t nOffset) const { return nOffset + at<std::int64_t>(nOffset); }
     // The offsets of a list's members; checks that the way back is the same.
     std::vector<std::int64_t> list(std::int64_t nHead) const {
         std::vector<std::int64_t> members;

@@ -29,9 +29,12 @@ std::string traceOnThreads() {
 // What traceOnThreads wrote: each line is whole, none is missing, each thread's are in order.
 void expectInOrder(const std::string& text) {
     const std::string lines = withoutStamps(text);
-    for (int i = 0; i < THREADS; ++i)
-        EXPECT_TRUE(numbersBehind("T@" + std::to_string(i) + ' ', lines) == firstNumbers(LINES)) << i;
-    EXPECT_EQ(countOf("T@", lines), std::size_t{THREADS * LINES});
+    for (int i = 0; i < THREADS; ++i) {
+        std::vector<int> numbers = numbersBehind("T@" + std::to_string(i) + ' ', lines);
+        ASSERT_EQ(numbers.size(), std::size_t{LINES});
+        for (int n = 0; n < LINES; ++n)
+            ASSERT_EQ(numbers[static_cast<std::size_t>(n)], n);
+    }
 }
 
 }  // namespace
@@ -139,12 +142,11 @@ TEST(uCTraceHelper, EightThreadsToEachOutput) {
 }
 
 TEST(uCTraceHelper, DepthsArePerThread) {
-    EXPECT_EQ(helper().push_trace_level(), 0u);
-    EXPECT_EQ(helper().push_trace_level(), 1u);
+    for (const std::uint32_t nDepth : {0u, 1u})
+        EXPECT_EQ(helper().push_trace_level(), nDepth);
     std::thread([] { EXPECT_EQ(helper().push_trace_level(), 0u); }).join();
-    EXPECT_EQ(helper().pop_trace_level(), 1u);
-    EXPECT_EQ(helper().pop_trace_level(), 0u);
-    EXPECT_EQ(helper().pop_trace_level(), 0xFFFFFFFFu);
+    for (const std::uint32_t nDepth : {1u, 0u, 0xFFFFFFFFu})
+        EXPECT_EQ(helper().pop_trace_level(), nDepth);
     EXPECT_EQ(helper().push_trace_level(), 0xFFFFFFFFu);
     helper().ClearGhostTracerLevel();
     EXPECT_EQ(helper().push_trace_level(), 0u);
