@@ -99,8 +99,7 @@ TEST(CallFault, EachCallFailsInTurn) {
         const long nDescriptors = peer::openDescriptors();
         for (std::pair<int, int> places;; ++places.first) {
             vdxtest::t_failure = {.nLeft = places.first, .nError = nErrno, .name = szCall};
-            peer::expectMs(
-                0, [&] { texts += peer::printedBy(all); }, 4000);
+            peer::expectMs(0, 4000, [&] { texts += peer::printedBy(all); });
             EXPECT_EQ(peer::openDescriptors(), nDescriptors) << szCall << places.first;
             if (std::exchange(vdxtest::t_failure, {}).failed.empty()) return places;
             places.second += nDone == 3;
