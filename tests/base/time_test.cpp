@@ -110,16 +110,17 @@ TEST(chTime, DaysThereAndBackAgainstTheCLibrary) {
 TEST(chTime, KeepsItsFields) {
     const chTime leap(2024, 2, 29, 13, 45, 7, 89);
     EXPECT_EQ(leap.Format("%Y-%m-%d %a %H:%M:%S"), "2024-02-29 Thu 13:45:07");
-    EXPECT_EQ(leap.GetDayOfWeek(), 4);
+    EXPECT_EQ(leap.Format(nullptr), "");
+    EXPECT_EQ(leap.Format(std::string(127, 'x').c_str()), std::string(127, 'x'));
+    EXPECT_EQ(leap.Format(std::string(128, 'x').c_str()), "");
     EXPECT_EQ(leap.GetMillsSecond(), 89);
     EXPECT_EQ(leap.toSeconds(), 739'342LL * 86'400 + 13 * 3600 + 45 * 60 + 7);
     EXPECT_EQ(leap.toMillsSeconds(), leap.toSeconds() * 1000 + 89);
-    EXPECT_EQ(chTime(3'000'000'000L, 0).GetYear(), 2065);
     EXPECT_EQ(parts((leap - chTime(2024, 2, 28, 13, 45, 7, 90)).toTick()), Parts(86'399, 999'000));
     const std::tuple<const char*, chTime, Parts> rows[] = {
         {"nothing", chTime(), {0, 0}},
         {"the first second", chTime::time1970(), {719'560, 0}},
-        {"seconds", chTime(86'400L * 19'782 + 5, 7), {739'342, 5007}},
+        {"seconds", chTime(86'400L * 34'722 + 5, 7), {754'282, 5007}},
         {"seconds count modulo 2^32", chTime((1L << 32) + 86'400, 0), {719'561, 0}},
         {"the single step, as in chTick", chTime(10, -86'400'000), {8, 86'400'000}},
         {"sum in place", chTime(5, 10) += chTime(6, 86'399'991), {12, 1}},
@@ -134,12 +135,6 @@ TEST(chTime, ComparesByDayThenTimeAndIsNow) {
     EXPECT_TRUE(a == a && a != b && a < b && b < c && c > a && a <= a && a >= a && !(c <= a) && b >= a);
     const std::int64_t nNow = (chTime::getSystemTime() - chTime::time1970()).toSeconds();
     EXPECT_NEAR(static_cast<double>(nNow), static_cast<double>(time(nullptr)), 5);
-}
-
-TEST(chTime, FormatsUpTo127Characters) {
-    EXPECT_EQ(chTime().Format(nullptr), "");
-    EXPECT_EQ(chTime().Format(std::string(127, 'x').c_str()), std::string(127, 'x'));
-    EXPECT_EQ(chTime().Format(std::string(128, 'x').c_str()), "");
 }
 
 TEST(LocalTime, AgreesWithTheCLibraryInEveryZone) {
