@@ -37,12 +37,11 @@ function(vdx_add_folder name)
   set_property(GLOBAL APPEND PROPERTY VDX_OBJECTS vdx_${name})
 endfunction()
 
-# vdx_add_tests(name SOURCES ... [LIBS ...] [HELPERS a.cpp ...] [LABELS ...] [TIMEOUT s])
+# vdx_add_tests(name SOURCES ... [LIBS ...] [LABELS ...] [TIMEOUT s])
 # One executable test_<name>, linked to the white-box library; each case is a ctest entry, so
-# each runs in a process of its own. HELPERS are programs that the tests start: a.cpp becomes
-# test_<name>_a in the same folder, reachable as VDX_TEST_BIN_DIR "/test_<name>_a".
+# each runs in a process of its own. VDX_TEST_BIN_DIR is the folder that it lies in.
 function(vdx_add_tests name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;HELPERS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   if(NOT arg_SOURCES)
     return()
   endif()
@@ -61,14 +60,6 @@ function(vdx_add_tests name)
   if(VDX_TEST_PCH)
     target_precompile_headers(test_${name} REUSE_FROM test_pch)
   endif()
-  foreach(helper IN LISTS arg_HELPERS)
-    get_filename_component(stem ${helper} NAME_WE)
-    add_executable(test_${name}_${stem} ${helper})
-    vdx_common(test_${name}_${stem})
-    target_link_libraries(test_${name}_${stem} PRIVATE vdx_internal)
-    target_include_directories(test_${name}_${stem} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests)
-    add_dependencies(test_${name} test_${name}_${stem})
-  endforeach()
   gtest_discover_tests(test_${name} DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS "${name};${arg_LABELS}" TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "TZ=Asia/Kathmandu")
 endfunction()
