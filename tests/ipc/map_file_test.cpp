@@ -1,12 +1,11 @@
-// System V map files: key files, two users, limits, killed processes.
+// Map files: those of the system, with key files, two users, limits, killed processes; and those of the
+// process.
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 
 #include <gtest/gtest.h>
-#include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,99 +50,69 @@ void expectFailure(const Call& call, Result failure, const std::string& end) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(call(), failure) << end;
     const std::string line = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(line.substr(line.size() - std::min(line.size(), end.size())), end);
-    EXPECT_EQ(line.empty(), end.empty()) << line;
+    EXPECT_TRUE(line.ends_with(end) && line.empty() == end.empty()) << line << "is not " << end;
 }
 
 TEST(FileKey, PathOfAName) {
-    const std::pair<const char*, const char*> rows[] = {{"", "/tmp/vdx_"},
-                                                        {"queue", "/tmp/vdx_queue"},
-                                                        {"a/b", "a/b"},
-                                                        {"/var/run/x", "/var/run/x"},
-                                                        {"x/", "x/"}};
+    const std::pair<const char*, const char*> rows[] = {
+        {"", "/tmp/vdx_"}, {"queue", "/tmp/vdx_queue"}, {"a/b", "a/b"}, {"/x", "/x"}, {"x/", "x/"}};
     for (const auto& [szName, szPath] : rows)
         EXPECT_EQ(xFileKey().buildFilePath(szName), szPath);
 }
 
 TEST(FileKey, FailuresAreTold) {
     const TempDir dir;
-    const auto open = [](const std::string& path, bool bCreate) {
-        return [=] { return xFileKey().OpenFileKey(path, 'S', bCreate); };
-    };
-    expectFailure(open(dir / "key", false), xFileKey::NO_KEY, "");
-    const std::string missing = dir / "none/key";
-    expectFailure(open(missing, true), xFileKey::NO_KEY,
-                  "Create file[" + missing + "] fail: No such file or directory\n");
-    const std::string link = dir / "link";
+    const std::string link = dir / "link", missing = dir / "none/key", path = dir.write("key");
     std::filesystem::create_symlink(dir / "target", link);
+    const auto open = [](const std::string& key, bool bCreate) {
+        return [=] { return xFileKey().OpenFileKey(key, 'S', bCreate); };
+    };
+    expectFailure(open(link, false), xFileKey::NO_KEY, "");
     expectFailure(open(link, true), xFileKey::NO_KEY, "Create file[" + link + "] fail: File exists\n");
     EXPECT_FALSE(std::filesystem::exists(dir / "target"));
-    const std::string path = dir.write("key");
+    expectFailure(open(missing, true), xFileKey::NO_KEY,
+                  "Create file[" + missing + "] fail: No such file or directory\n");
     t_failure = {.nLeft = 0, .nError = EACCES, .name = "ftok"};
     expectFailure(open(path, true), xFileKey::NO_KEY, "ftok [" + path + "] fail: Permission denied\n");
 }
 
-TEST_F(MapFile, FirstOneCreatesOthersAttach) {
-    chMapFile first;
+TEST_F(MapFile, OutlivesItsProcessUntilItIsDestroyed) {
     chMapFile second;
-    EXPECT_EQ(first.getData(), nullptr);
+    const auto attach = [&] { return second.OpenMapFile(m_name); };
+    expectFailure(attach, nullptr, "");
+    EXPECT_FALSE(std::filesystem::exists(m_path));
     umask(077);
-    auto* a = static_cast<char*>(first.OpenMapFile(m_name, 5000));
+    xFileKey().OpenFileKey(m_name, 'S', true);  // A key file alone is no segment.
     EXPECT_EQ(umask(022), 077u);
-    ASSERT_NE(a, nullptr);
-    EXPECT_EQ(first.getData(), a);
-    EXPECT_TRUE(first.IsCreateByMe());
-    // Its key file is empty, and for everybody.
+    expectFailure(attach, nullptr, "");
+    // It is empty, and for everybody.
     EXPECT_EQ(std::filesystem::status(m_path).permissions(), std::filesystem::perms{0666});
     EXPECT_TRUE(std::filesystem::is_empty(m_path));
-    auto* b = static_cast<char*>(second.OpenMapFile(m_name, 5000));
-    ASSERT_NE(b, nullptr);
-    EXPECT_NE(a, b);
-    EXPECT_FALSE(second.IsCreateByMe());
-    std::strcpy(a + 4000, "shared");
-    EXPECT_STREQ(b + 4000, "shared");
 
-    first.CloseMapFile();
-    first.DestroyMapFile();  // Closed, it has nothing to remove.
-    EXPECT_EQ(first.getData(), nullptr);
-    EXPECT_FALSE(first.IsCreateByMe());
-    b = static_cast<char*>(second.OpenMapFile(m_name));  // Opened again: one use, not two.
-    EXPECT_EQ(b, second.getData());
-    EXPECT_STREQ(b + 4000, "shared");
-    EXPECT_EQ(users(), 1);
-    second.DestroyMapFile();
-    EXPECT_EQ(users(), -1);
-    EXPECT_FALSE(std::filesystem::exists(m_path));
-}
-
-TEST_F(MapFile, AttachingToNothingIsSilent) {
-    chMapFile file;
-    const auto attach = [&] { return file.OpenMapFile(m_name); };
-    expectFailure(attach, nullptr, "");
-    EXPECT_FALSE(std::filesystem::exists(m_path));
-    xFileKey().OpenFileKey(m_name, 'S', true);  // A key file alone is no segment.
-    expectFailure(attach, nullptr, "");
-    EXPECT_EQ(file.getData(), nullptr);
-}
-
-TEST_F(MapFile, AKilledProcessLeavesSegmentAndContent) {
     const auto child = vdxtest::runInChild([&] {
         chMapFile file;
-        void* p = file.OpenMapFile(m_name, 4096);
-        if (p != nullptr) std::strcpy(static_cast<char*>(p), "left");
-        return raise(SIGKILL);
+        std::strcpy(static_cast<char*>(file.OpenMapFile(m_name, 5000)) + 4000, "left");
+        return file.IsCreateByMe() ? raise(SIGKILL) : 1;
     });
     EXPECT_EQ(child.signal(), SIGKILL);
     EXPECT_EQ(users(), 0);
     {
-        chMapFile file;
-        const void* p = file.OpenMapFile(m_name, 4096);
-        ASSERT_NE(p, nullptr);
-        EXPECT_FALSE(file.IsCreateByMe());
-        EXPECT_STREQ(static_cast<const char*>(p), "left");
-        EXPECT_EQ(users(), 1);
+        chMapFile first;
+        auto* p = static_cast<char*>(first.OpenMapFile(m_name, 5000));
+        ASSERT_EQ(p, first.getData());
+        EXPECT_STREQ(p + 4000, "left");
+        EXPECT_FALSE(first.IsCreateByMe());
+        EXPECT_NE(second.OpenMapFile(m_name, 5000), p);
+        EXPECT_EQ(second.OpenMapFile(m_name), second.getData());  // Opened again: one use, not two.
+        EXPECT_EQ(users(), 2);
+        first.CloseMapFile();
+        first.DestroyMapFile();  // Closed, it has nothing to remove.
+        EXPECT_NE(first.OpenMapFile(m_name), nullptr);
     }
-    EXPECT_EQ(users(), 0);  // The destructor detaches.
+    EXPECT_EQ(users(), 1);  // The destructor detaches.
+    second.DestroyMapFile();
+    EXPECT_EQ(users(), -1);
+    EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
 TEST_F(MapFile, FailuresAreTold) {
@@ -156,16 +125,14 @@ TEST_F(MapFile, FailuresAreTold) {
         return [=, &file] { return file.OpenMapFile(name, nSize); };
     };
     const std::string refused = "Try Create mapfile[" + m_name + "] fail (";
-    expectFailure(open(m_name, 100000), nullptr, refused + "Invalid argument" + key);
-    expectFailure(open(m_name, -1), nullptr, refused + "Invalid argument" + key);
-    for (const int nError : {ENOSPC, EINVAL, ENOMEM}) {
-        t_failure = {.nLeft = 0, .nError = nError, .name = "shmget", .nTimes = INT_MAX};
-        expectFailure(open(m_name, 4096), nullptr, refused + strerror(nError) + key);
-        EXPECT_FALSE(file.IsCreateByMe());
-    }
+    for (const int nSize : {100000, -1})
+        expectFailure(open(m_name, nSize), nullptr, refused + "Invalid argument" + key);
+    t_failure = {.nLeft = 0, .nError = ENOSPC, .name = "shmget", .nTimes = 2};
+    expectFailure(open(m_name, 100), nullptr, refused + "No space left on device" + key);
+    EXPECT_FALSE(file.IsCreateByMe());
     // Kept: without a key file it asks for the key -1.
+    t_failure = {.nLeft = 0, .nError = ENOMEM, .name = "shmget", .nTimes = 2};
     expectFailure(open("/nowhere/x", 8), nullptr, " fail (Cannot allocate memory)! key=FFFFFFFF \n");
-    t_failure = {};
     small.DestroyMapFile();
     t_failure = {.nLeft = 0, .nError = EMFILE, .name = "shmat"};
     expectFailure(open(m_name, 4096), nullptr, "shmat [" + m_name + "] fail (Too many open files)!\n");
@@ -173,7 +140,30 @@ TEST_F(MapFile, FailuresAreTold) {
     EXPECT_TRUE(file.IsCreateByMe());
     file.DestroyMapFile();
     EXPECT_EQ(users(), -1);
-    EXPECT_EQ(file.getData(), nullptr);
+    EXPECT_TRUE(file.getData() == nullptr && !file.IsCreateByMe());
+}
+
+TEST(MapFileLocal, OneBlockUntilTheLastOneCloses) {
+    const auto before = dymicAllocHelper::getInstance()->getCounts();
+    chMapFile_Local first;
+    chMapFile_Local second;
+    EXPECT_FALSE(first.IsCreateByMe());
+    void* p = first.OpenMapFile("a", 100);
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(second.OpenMapFile("a", 1 << 30), p);  // The size is that of the first.
+    EXPECT_TRUE(first.IsCreateByMe() && !second.IsCreateByMe());
+    first.CloseMapFile();
+    first.CloseMapFile();  // Gives back its own use only.
+    std::memset(p, 1, 100);
+    EXPECT_EQ(first.OpenMapFile("a", 100), p);
+    EXPECT_FALSE(first.IsCreateByMe());  // The mark of the creator does not come back.
+    second.DestroyMapFile();
+    EXPECT_NE(first.OpenMapFile("b", 100), nullptr);  // Leaves the old name.
+    EXPECT_EQ(first.OpenMapFile("c", -1), nullptr);
+    first.CloseMapFile();
+    const auto after = dymicAllocHelper::getInstance()->getCounts();
+    EXPECT_EQ(after.nAlloc - before.nAlloc, 3u);  // "a", "b" and the one that failed.
+    EXPECT_EQ(after.nFree - before.nFree, 3u);
 }
 
 }  // namespace

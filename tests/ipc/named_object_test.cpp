@@ -2,11 +2,8 @@
 #include <climits>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <new>
 #include <random>
-#include <set>
-#include <stdexcept>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -24,78 +21,53 @@ using Words = std::vector<std::int64_t>;
 
 // A segment of our own, at an address that is a multiple of 4 only.
 struct Segment {
-    Segment() : bytes(8192 + 4, 0xCC) { new (bytes.data() + 4) chSystemNamedObject; }
-    chSystemNamedObject& object() { return *reinterpret_cast<chSystemNamedObject*>(bytes.data() + 4); }
+    Segment() : bytes(8192 + 4, 0xCC) { new (at(0)) chSystemNamedObject; }
+    unsigned char* at(int nOffset) { return bytes.data() + 4 + nOffset; }
+    chSystemNamedObject& object() { return *reinterpret_cast<chSystemNamedObject*>(at(0)); }
     chNamedObjectManager& manager() { return object().GetManager(); }
+    pooltest::Image image() const { return pooltest::Image(std::span(bytes).subspan(4)); }
     std::vector<unsigned char> bytes;
 };
 
-// Reads the segment by offsets alone: the list's head lies at 32, the pool's cells begin at 48.
-class Reader : public pooltest::Image {
-public:
-    explicit Reader(const Segment& segment) : Image(std::span(segment.bytes).subspan(4)) {}
-
-    // The names; the list is checked both ways, and that its cells are all the cells in use.
-    std::set<std::string> names() const {
-        std::set<std::string> found;
-        std::map<std::int64_t, int> cells;
-        for (std::int64_t nRecord = next(32), nBefore = 32; nRecord != 32; nRecord = next(nRecord)) {
-            EXPECT_EQ(prev(nRecord), nBefore);
-            nBefore = nRecord;
-            cells[nRecord] = 24;
-            std::string name;
-            if (read<std::int64_t>(nRecord + 16) != -1) {
-                const std::int64_t nText = next(nRecord + 16);
-                const int nLength = cells[nText] = read<std::int32_t>(nText);
-                for (std::int64_t i = 0; i < nLength; ++i)
-                    name += read<char>(nText + 4 + i);
-                cells[nText] += 5;
-                EXPECT_EQ(read<char>(nText + 4 + nLength), 0) << name;
-            }
-            if (!found.insert(name).second) throw std::logic_error("twice: " + name);
-        }
-        EXPECT_EQ(pooltest::findFault(*this, cells), "");
-        return found;
-    }
-};
+// No record in the list, and none of the pool's cells in use.
+void expectEmpty(const Segment& segment) {
+    EXPECT_EQ(segment.image().words(32, 48), (Words{0, 0}));
+    EXPECT_EQ(pooltest::findFault(segment.image(), {}), "");
+}
 
 TEST(NamedSegment, BytesOfAnEmptyOneAndOfOneRecord) {
     Segment segment;
-    const Reader reader(segment);
+    const auto words = [&](int nFrom, int nTo) { return segment.image().words(nFrom, nTo); };
     // Size and type; the pool's size, place and list; the head of the records; one free cell and its node.
-    const Words empty{8192 | 4099LL << 32, 8144 | 40LL << 32, 40, 40, 0, 0, INT64_MIN | 8144, -40, -40};
-    EXPECT_EQ(reader.words(0, 72), empty);
-    EXPECT_EQ(segment.bytes[4 + 72], 0xCC);
+    EXPECT_EQ(words(0, 72),
+              (Words{8192 | 4099LL << 32, 8144 | 40LL << 32, 40, 40, 0, 0, INT64_MIN | 8144, -40, -40}));
+    const ipcObjectHeader& header = segment.object().GetHeader();
+    EXPECT_TRUE(header.AssertHeader("any", 8192, 4099));
+    EXPECT_FALSE(header.AssertHeader("any", 8191, 4099) || header.AssertHeader("any", 8192, 4105));
 
-    void* p = segment.manager().GetNamedObject("name", 10, nullptr);
-    EXPECT_EQ(p, segment.bytes.data() + 4 + 80);
+    EXPECT_EQ(segment.manager().GetNamedObject("name", 10, nullptr), segment.at(80));
     // The head of the records, both links to the record at 56; its cell of 10 + 24 bytes, rounded, and 8; its
     // links and the name's text, whose cell follows at 92.
-    EXPECT_EQ(reader.words(32, 80), (Words{24, 24, 44, -24, -24, 28}));
-    EXPECT_EQ(reader.words(92, 100), Words{24});
-    EXPECT_EQ(std::memcmp(segment.bytes.data() + 4 + 100, "\4\0\0\0name\0", 9), 0);
-    EXPECT_EQ(segment.bytes[4 + 80], 0xCC);  // Not cleared.
+    EXPECT_EQ(words(32, 80), (Words{24, 24, 44, -24, -24, 28}));
+    EXPECT_EQ(words(92, 100), Words{24});
+    EXPECT_EQ(std::memcmp(segment.at(100), "\4\0\0\0name\0", 9), 0);
+    EXPECT_EQ(*segment.at(80), 0xCC);  // Not cleared.
     segment.manager().FreeNamedObject("name");
-    EXPECT_EQ(reader.words(32, 48), (Words{0, 0}));
-    EXPECT_EQ(reader.words(72, 80), Words{-1});
+    EXPECT_EQ(words(72, 80), Words{-1});
+    expectEmpty(segment);
 
-    segment.manager().GetNamedObject("", 10, nullptr);  // The empty name has no text.
-    EXPECT_EQ(reader.words(72, 80), Words{-1});
-
-    p = segment.manager().GetNamedObject("b", 8, nullptr);  // The greatest name stands first.
-    EXPECT_EQ(segment.bytes.data() + 4 + reader.next(32) + 24, p);
-
-    EXPECT_TRUE(segment.object().GetHeader().AssertHeader("any", 8192, 4099));
-    EXPECT_FALSE(segment.object().GetHeader().AssertHeader("any", 8191, 4099));
-    EXPECT_FALSE(segment.object().GetHeader().AssertHeader("any", 8192, 4105));
+    segment.manager().GetNamedObject("a", 8, nullptr);
+    void* p = segment.manager().GetNamedObject("b", 8, nullptr);  // The greatest name stands first.
+    EXPECT_EQ(segment.at(static_cast<int>(segment.image().next(32)) + 24), p);
 }
 
 TEST(NamedObjects, SizesHaveBounds) {
     Segment segment;
     for (const int nSize : {0, -1, INT_MIN}) {
-        void* p = segment.manager().GetNamedObject("n" + std::to_string(nSize), nSize, nullptr);
+        auto* p = static_cast<char*>(segment.manager().GetNamedObject("small", nSize, nullptr));
         ASSERT_NE(p, nullptr);
-        EXPECT_EQ(segment.object().GetPool().get_available_bytes(static_cast<char*>(p) - 24), 24);
+        EXPECT_EQ(segment.object().GetPool().get_available_bytes(p - 24), 24);
+        segment.manager().FreeObject(p);
     }
     bool bCreated = true;
     for (const int nSize : {8144, INT_MAX - 24, INT_MAX}) {
@@ -103,28 +75,28 @@ TEST(NamedObjects, SizesHaveBounds) {
         EXPECT_FALSE(bCreated);
     }
     EXPECT_EQ(segment.manager().GetNamedObject(std::string(8100, 'x'), 8, nullptr), nullptr);
-    EXPECT_EQ(Reader(segment).names().size(), 3u);
+    expectEmpty(segment);
 }
 
+using Contents = std::map<std::string, std::string>;
+
 // A step finds and frees, or makes, while a map (name to content) tells what must be there.
-void useAtRandom(std::mt19937& random, chNamedObjectManager& manager,
-                 std::map<std::string, std::string>& known) {
+void useAtRandom(std::mt19937& random, chNamedObjectManager& manager, Contents& known) {
     // Any bytes are a name: of up to 20 that are alike but for one.
     std::string name(random() % 20, 'a');
     if (!name.empty()) name[random() % name.size()] = "a\0\xFF"[random() % 3];
+    const std::string content(random() % 60, static_cast<char>(random()));
     const auto expected = known.find(name);
     void* pFound = manager.FindNamedObject(name);
-    ASSERT_EQ(pFound != nullptr, expected != known.end());
-    std::string content(random() % 60, static_cast<char>(random()));
     bool bCreated = random() % 2;
     void* p = manager.GetNamedObject(name, static_cast<int>(content.size()), &bCreated);
+    ASSERT_EQ(pFound != nullptr, expected != known.end());
     ASSERT_EQ(bCreated, pFound == nullptr && p != nullptr);
     if (bCreated) {
         std::memcpy(p, content.data(), content.size());
         known[name] = content;
     } else if (pFound != nullptr) {
         ASSERT_EQ(p, pFound);  // Kept: whatever its size.
-        ASSERT_EQ(manager.GetNamedObject(name, 5000, nullptr), p);
         ASSERT_EQ(std::string(static_cast<char*>(p), expected->second.size()), expected->second);
         manager.FreeNamedObject(name);
         known.erase(expected);
@@ -133,35 +105,31 @@ void useAtRandom(std::mt19937& random, chNamedObjectManager& manager,
 
 TEST(NamedObjects, RandomUseAgainstAMap) {
     std::mt19937 random(7);
-    std::map<std::string, std::string> known;
-    auto pSegment = std::make_unique<Segment>();
-    for (int i = 0; i < 20000; ++i) {
-        ASSERT_NO_FATAL_FAILURE(useAtRandom(random, pSegment->manager(), known)) << i;
-        pSegment->manager().FreeNamedObject("missing");
-        pSegment->manager().FreeObject(nullptr);
-        if (i % 500 != 499) continue;
-        ASSERT_EQ(Reader(*pSegment).names().size(), known.size()) << i;
-        auto pMoved = std::make_unique<Segment>();  // The same bytes at another address.
-        pMoved->bytes = pSegment->bytes;
-        pSegment = std::move(pMoved);
+    for (int nRound = 0; nRound < 20; ++nRound) {
+        Contents known;
+        Segment segment;
+        for (int i = 0; i < 1000; ++i) {
+            ASSERT_NO_FATAL_FAILURE(useAtRandom(random, segment.manager(), known)) << i;
+            segment.manager().FreeNamedObject("missing");
+            segment.manager().FreeObject(nullptr);
+            if (i % 250 == 0) std::vector(segment.bytes).swap(segment.bytes);  // At another address.
+        }
+        for (const auto& [name, content] : known)
+            segment.manager().FreeNamedObject(name);
+        expectEmpty(segment);
     }
 }
 
 TEST(NamedRegistry, FreeFunctionsUseTheProcessSegment) {
     auto* pHelper = uCSystemNamedObjectHelper::getInstance();
-    ASSERT_EQ(nameHelperLock(), 1);
-    ASSERT_EQ(nameHelperLock(), 1);
+    EXPECT_TRUE(nameHelperLock() == 1 && nameHelperLock() == 1);
     void* p = nameGetSystemObject("one", 16, nullptr);
     EXPECT_EQ(pHelper->GetSystemObject()->GetManager().FindNamedObject("one"), p);
     EXPECT_NE(nameGetSystemObject(nullptr, 16, nullptr), nullptr);
-    nameHelperUnlock();
-    EXPECT_TRUE(pHelper->IsLockedByThisThread());
-    nameHelperUnlock();
-    EXPECT_FALSE(pHelper->IsLockedByThisThread());
-
-    chMapFile_Local segment;  // Whoever opens the segment by its name sees the same bytes.
-    EXPECT_EQ(segment.OpenMapFile("ipc_system_named", 8192), pHelper->GetSystemObject());
-    segment.CloseMapFile();
+    for (const bool bHeld : {true, false}) {
+        nameHelperUnlock();
+        EXPECT_EQ(pHelper->IsLockedByThisThread(), bHeld);
+    }
 }
 
 TEST(NamedRegistry, AForeignSegmentIsToldAndUsedAsItIs) {
@@ -170,34 +138,28 @@ TEST(NamedRegistry, AForeignSegmentIsToldAndUsedAsItIs) {
     ASSERT_TRUE(foreign.IsCreateByMe()) << "needs a process of its own";
     std::memset(pBlock, 0, 8192);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(nameHelperLock(), 1);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("ipc_system_named"), std::string::npos);
-    EXPECT_EQ(uCSystemNamedObjectHelper::getInstance()->GetSystemObject(), pBlock);
     EXPECT_EQ(nameGetSystemObject("x", 8, nullptr), nullptr);  // An empty pool.
-    nameHelperUnlock();
+    EXPECT_NE(
+        testing::internal::GetCapturedStderr().find("ipc_system_named: not a segment of named objects\n"),
+        std::string::npos);
+    EXPECT_EQ(uCSystemNamedObjectHelper::getInstance()->GetSystemObject(), pBlock);
 }
 
 TEST(NamedRegistry, ManyThreadsShareACounterByName) {
-    int nLast = 0;
-    vdxtest::runTogether(4, [&](int nThread) {
-        const std::string own = "own" + std::to_string(nThread);
+    bool bCreated;
+    const auto counter = [&] { return static_cast<int*>(nameGetSystemObject("counter", 4, &bCreated)); };
+    vdxtest::runTogether(4, [&](int) {
         for (int i = 0; i < 5000; ++i) {
             nameHelperLock();
-            bool bCreated;
-            auto* pCount = static_cast<std::int32_t*>(nameGetSystemObject("counter", 4, &bCreated));
-            if (bCreated) *pCount = 0;
-            nLast = ++*pCount;
-            nameGetSystemObject(own.c_str(), 40, nullptr);
-            uCSystemNamedObjectHelper::getInstance()->GetSystemObject()->GetManager().FreeNamedObject(own);
+            int* pCount = counter();
+            *pCount = bCreated ? 1 : *pCount + 1;
             nameHelperUnlock();
         }
     });
-    EXPECT_EQ(nLast, 20000);
+    EXPECT_EQ(*counter(), 20000);
 }
 
 TEST(NamedRegistry, AForkedChildFindsItFree) {
-    ASSERT_EQ(nameHelperLock(), 1);
-    nameHelperUnlock();
     const auto useRegistry = [] {
         const int nLocked = nameHelperLock();
         const bool bMade = nameGetSystemObject("forked", 8, nullptr) != nullptr;
@@ -210,35 +172,26 @@ TEST(NamedRegistry, AForkedChildFindsItFree) {
         file.CloseMapFile();
         return bOpen;
     };
+    ASSERT_TRUE(useRegistry());
     EXPECT_EQ(vdxtest::forkWhileBusy(50, useRegistry, useRegistry), 0);
     EXPECT_EQ(vdxtest::forkWhileBusy(50, useFile, useFile), 0);
 
     nameHelperLock();  // The holder of the lock may fork, too: both sides still hold it.
-    const auto child = vdxtest::runInChild([] {
+    const auto unlock = [] {
         const bool bHeld = uCSystemNamedObjectHelper::getInstance()->IsLockedByThisThread();
         nameHelperUnlock();
         return bHeld && !uCSystemNamedObjectHelper::getInstance()->IsLockedByThisThread() ? 0 : 1;
-    });
-    EXPECT_EQ(child.exitCode(), 0);
-    nameHelperUnlock();
-    EXPECT_FALSE(uCSystemNamedObjectHelper::getInstance()->IsLockedByThisThread());
+    };
+    EXPECT_EQ(vdxtest::runInChild(unlock).exitCode(), 0);
+    EXPECT_EQ(unlock(), 0);
 }
-
-// Destroyed after the registry gave its segment back: it was made before.
-struct LateUser {
-    ~LateUser() {
-        if (bActive)
-            _exit(nameHelperLock() == 0 && nameGetSystemObject("late", 8, nullptr) == nullptr ? 42 : 1);
-    }
-    bool bActive = false;
-};
-LateUser s_late;
 
 TEST(NamedRegistry, AnswersLateUsersAtTheEndOfTheProcess) {
     const auto child = vdxtest::runInChild([] {
-        s_late.bActive = true;
-        nameHelperLock();
-        nameHelperUnlock();
+        std::atexit([] {  // Before the registry exists, so that it is called after the registry's end.
+            _exit(nameHelperLock() == 0 && nameGetSystemObject("late", 8, nullptr) == nullptr ? 42 : 1);
+        });
+        uCSystemNamedObjectHelper::getInstance();
         std::exit(0);
         return 0;
     });

@@ -1,0 +1,246 @@
+// Mutexes and events by name, events over the loop-back interface.
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <functional>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+
+#include <vdx/map_file.h>
+#include <vdx/sync.h>
+
+#include "support/child.h"
+#include "support/threads.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST(NamedMutex, OneLockForAllWhoOpenTheName) {
+    chMutex first;
+    chMutex second;
+    chMutex other;
+    EXPECT_EQ(first.Lock(-1), 0);  // Closed, it does nothing.
+    first.Unlock();
+    EXPECT_FALSE(first.IsLockedByThisThread() || first.IsCreateByMe());
+    EXPECT_TRUE(first.OpenMutex("m") && second.OpenMutex("m") && other.OpenMutex("n"));
+    EXPECT_TRUE(first.IsCreateByMe() && !second.IsCreateByMe());
+    for (const int nTimeout : {0, -1, 5})  // Its thread may lock again.
+        EXPECT_EQ(first.Lock(nTimeout), 1);
+    EXPECT_FALSE(other.IsLockedByThisThread());
+    std::atomic<bool> bFree{false};
+    std::thread waiter([&] {
+        EXPECT_FALSE(second.IsLockedByThisThread());
+        EXPECT_TRUE(second.Lock(1) == 1 && bFree);  // Kept: it waits without limit.
+        second.Unlock();
+    });
+    std::this_thread::sleep_for(milliseconds(30));
+    for (int nDepth = 3; nDepth > 0; --nDepth) {
+        EXPECT_TRUE(second.IsLockedByThisThread()) << nDepth;
+        bFree = nDepth == 1;
+        second.Unlock();
+    }
+    waiter.join();
+    EXPECT_FALSE(first.IsLockedByThisThread());
+    first.CloseMutex();
+    EXPECT_EQ(first.Lock(-1), 0);
+    first.OpenMutex("m");
+    EXPECT_FALSE(first.IsCreateByMe() || second.IsCreateByMe());  // The creator has left.
+}
+
+TEST(NamedMutexDeathTest, UnlockedByAThreadThatDoesNotHoldIt) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    chMutex mutex;
+    mutex.OpenMutex("held");
+    EXPECT_EXIT(mutex.Unlock(), testing::KilledBySignal(SIGABRT), "");
+    mutex.Lock(-1);
+    EXPECT_EXIT(std::thread([&] { mutex.Unlock(); }).join(), testing::KilledBySignal(SIGABRT), "");
+    mutex.Unlock();
+}
+
+TEST(NamedTable, ManyThreadsOpenUseAndClose) {
+    long counts[2] = {};
+    chMutex keeps;  // One name stays, the other ones come and go.
+    keeps.OpenMutex("0");
+    vdxtest::runTogether(4, [&](int) {
+        chMutex mutex;
+        chEvent event;
+        chMapFile_Local file;
+        for (int i = 0; i < 8000; ++i) {
+            event.OpenEvent("1");
+            mutex.OpenMutex(std::to_string(i % 2));
+            mutex.Lock(-1);
+            ++counts[i % 2];
+            mutex.Unlock();
+            EXPECT_NE(file.OpenMapFile("1", 64), nullptr);
+            file.CloseMapFile();
+        }
+    });
+    EXPECT_EQ(counts[0] + counts[1], 32000);
+}
+
+// What both kinds have in common. Half of the threads set, the others wait.
+template <class Event, class... Name>
+void expectCounter(Event& event, int nThreads, int nEach, const Name&... name) {
+    EXPECT_FALSE(event.WaitEvent(-1));  // Closed, it does nothing.
+    event.ResetEvent();
+    EXPECT_TRUE(event.OpenEvent(name...));
+    event.ResetEvent();
+    EXPECT_FALSE(event.WaitEvent(0) || event.WaitEvent(-2));
+    for (int i = 0; i < 20; ++i)
+        EXPECT_TRUE(event.SetEvent());
+    EXPECT_TRUE(event.WaitEvent(-1) && event.WaitEvent(1000));
+    event.ResetEvent();
+    EXPECT_FALSE(event.WaitEvent(0));
+    vdxtest::runTogether(nThreads, [&](int nThread) {
+        for (int i = 0; nThread % 2 == 0 && i < nEach; ++i) {
+            if (i % 100 == 0) std::this_thread::sleep_for(milliseconds(1));  // Until others wait.
+            event.SetEvent();
+        }
+        for (int nTaken = 0; nThread % 2 == 1 && nTaken < nEach;)
+            nTaken += event.WaitEvent(-1);
+    });
+    EXPECT_FALSE(event.WaitEvent(0));
+}
+
+TEST(NamedEvent, CountsItsSignals) {
+    chEvent event;
+    EXPECT_TRUE(event.SetEvent());
+    expectCounter(event, 8, 1000, "count");
+    event.SetEvent();
+    EXPECT_TRUE(event.WaitEvent(-2));
+}
+
+TEST(NamedEvent, UsersAreCountedByName) {
+    chEvent::ReleaseNamedEventInfo("nobody opened this");
+    const auto pInfo = chEvent::GetNamedEventInfo("shared");
+    chEvent first;
+    chEvent second;
+    EXPECT_FALSE(first.IsCreateByMe());
+    first.OpenEvent("shared");
+    second.OpenEvent("shared");
+    EXPECT_TRUE(second.IsCreateByMe());  // The same thread made it.
+    std::thread([&] { EXPECT_FALSE(second.IsCreateByMe()); }).join();
+    EXPECT_TRUE(second.WaitEvent(0));  // A new event starts with a signal.
+    second.CloseEvent();
+    second.CloseEvent();       // Gives back its own use only.
+    first.OpenEvent("other");  // Leaves the old name.
+    EXPECT_EQ(chEvent::GetNamedEventInfo("shared"), pInfo);
+    first.OpenEvent("shared");
+    for (int i = 0; i < 3; ++i)
+        chEvent::ReleaseNamedEventInfo("shared");
+    first.SetEvent();  // Still its own, but no longer in the table.
+    EXPECT_TRUE(first.WaitEvent(0));
+    second.OpenEvent("shared");
+    EXPECT_TRUE(second.WaitEvent(0));
+}
+
+// Threads that do not exist in the child waited, opened and closed when it was forked.
+TEST(NamedEvent, AForkedChildFindsNoneInUse) {
+    chEvent waited;
+    waited.OpenEvent("waited");
+    waited.ResetEvent();
+    const auto inChild = [&] {
+        chEvent other;
+        other.OpenEvent("comes and goes");
+        other.ResetEvent();
+        waited.SetEvent();
+        const bool bWorks = waited.WaitEvent(0) && !waited.WaitEvent(1) && !other.WaitEvent(0);
+        waited.CloseEvent();  // The last user: what waiters had is destroyed.
+        return bWorks;
+    };
+    const auto wait = [&] { waited.WaitEvent(1); };
+    const auto set = [] {
+        chEvent other;
+        other.OpenEvent("comes and goes");
+        for (int i = 0; i < 100; ++i)
+            other.SetEvent();
+    };
+    EXPECT_EQ(vdxtest::forkWhileBusy(40, wait, inChild), 0);
+    EXPECT_EQ(vdxtest::forkWhileBusy(40, set, inChild), 0);
+}
+
+// Milliseconds that a call takes.
+double duration(const std::function<void()>& call) {
+    const auto start = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+// The system's signals come all the while.
+TEST(AnyEvent, WaitsAsLongAsItSaysWhateverInterrupts) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, nullptr);
+    const itimerval often{{0, 3000}, {0, 3000}};
+    const itimerval never{};
+    chEvent named;
+    named.OpenEvent("signals");
+    named.ResetEvent();
+    chEvent_Socket socket;
+    socket.OpenEvent();
+    setitimer(ITIMER_REAL, &often, nullptr);
+    EXPECT_GE(duration([&] { EXPECT_FALSE(named.WaitEvent(50)); }), 50);
+    EXPECT_GE(duration([&] { EXPECT_FALSE(socket.WaitEvent(51)); }), 50);
+    setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+TEST(SocketEvent, OpenAndClosed) {
+    chEvent_Socket event;
+    EXPECT_FALSE(event.SendEvent(40000));
+    expectCounter(event, 2, 150);  // No more than the system keeps.
+    const int nPort = event.port();
+    EXPECT_EQ(fcntl(event.fd(), F_GETFD), FD_CLOEXEC);
+    EXPECT_TRUE(event.OpenEvent());
+    EXPECT_EQ(event.port(), nPort);
+    for (const int nBad : {0, -1, 65536})
+        EXPECT_FALSE(event.SendEvent(nBad));
+    event.SetEvent();
+    EXPECT_TRUE(event.ResetSocket());  // A new socket has none of the old one's.
+    EXPECT_FALSE(event.WaitEvent(0));
+    EXPECT_TRUE(event.SetEvent());
+    EXPECT_TRUE(event.WaitEvent(1000));
+    event.CloseEvent();
+    event.CloseEvent();
+    EXPECT_TRUE(event.fd() == -1 && event.port() == 0);
+}
+
+// Puts what is no socket in the socket's place: readable, but no datagram comes.
+void breakSocket(const chEvent_Socket& event) {
+    ASSERT_NE(dup2(open("/dev/null", O_RDWR | O_CLOEXEC), event.fd()), -1);
+}
+
+TEST(SocketEvent, ABrokenSocketPausesAndIsReplaced) {
+    chEvent_Socket event;
+    chEvent_Socket target;
+    event.OpenEvent();
+    target.OpenEvent();
+    breakSocket(event);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_GE(duration([&] { EXPECT_FALSE(event.WaitEvent(0)); }), 100);
+    EXPECT_GE(duration([&] { event.ResetEvent(); }), 100);
+    EXPECT_GE(duration([&] { event.printfWarning(); }), 100);
+    EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
+    EXPECT_TRUE(event.SendEvent(target.port()));
+    EXPECT_TRUE(target.WaitEvent(1000));
+
+    breakSocket(event);
+    rlimit old;
+    getrlimit(RLIMIT_NOFILE, &old);
+    const rlimit none{0, old.rlim_max};
+    testing::internal::CaptureStdout();
+    setrlimit(RLIMIT_NOFILE, &none);  // Now there is nothing to replace it.
+    EXPECT_FALSE(event.SetEvent());
+    EXPECT_FALSE(event.WaitEvent(0));
+    setrlimit(RLIMIT_NOFILE, &old);
+    EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with("chEvent_Socket::SetEvent failed!\n"));
+    EXPECT_EQ(event.fd(), -1);
+    EXPECT_TRUE(event.OpenEvent());
+}
+
+}  // namespace
