@@ -17,7 +17,8 @@
 
 namespace {
 
-using Words = std::vector<std::int64_t>;
+using pooltest::Words;
+using pooltest::wordsAt;
 
 // A segment of our own, at an address that is a multiple of 4 only.
 struct Segment {
@@ -25,21 +26,19 @@ struct Segment {
     unsigned char* at(int nOffset) { return bytes.data() + 4 + nOffset; }
     chSystemNamedObject& object() { return *reinterpret_cast<chSystemNamedObject*>(at(0)); }
     chNamedObjectManager& manager() { return object().GetManager(); }
-    pooltest::Image image() const { return pooltest::Image(std::span(bytes).subspan(4)); }
     std::vector<unsigned char> bytes;
 };
 
-// No record in the list, and none of the pool's cells in use.
-void expectEmpty(const Segment& segment) {
-    EXPECT_EQ(segment.image().words(32, 48), (Words{0, 0}));
-    EXPECT_EQ(pooltest::findFault(segment.image(), {}), "");
+// No record in the list, and none of the pool's cells in use: they join to one.
+void expectEmpty(Segment& segment) {
+    EXPECT_EQ(wordsAt(segment.at(32), 2), (Words{0, 0}));
+    EXPECT_EQ(segment.object().GetPool().alloc(8144 - 8), segment.at(56));
 }
 
 TEST(NamedSegment, BytesOfAnEmptyOneAndOfOneRecord) {
     Segment segment;
-    const auto words = [&](int nFrom, int nTo) { return segment.image().words(nFrom, nTo); };
     // Size and type; the pool's size, place and list; the head of the records; one free cell and its node.
-    EXPECT_EQ(words(0, 72),
+    EXPECT_EQ(wordsAt(segment.at(0), 9),
               (Words{8192 | 4099LL << 32, 8144 | 40LL << 32, 40, 40, 0, 0, INT64_MIN | 8144, -40, -40}));
     const ipcObjectHeader& header = segment.object().GetHeader();
     EXPECT_TRUE(header.AssertHeader("any", 8192, 4099));
@@ -48,17 +47,16 @@ TEST(NamedSegment, BytesOfAnEmptyOneAndOfOneRecord) {
     EXPECT_EQ(segment.manager().GetNamedObject("name", 10, nullptr), segment.at(80));
     // The head of the records, both links to the record at 56; its cell of 10 + 24 bytes, rounded, and 8; its
     // links and the name's text, whose cell follows at 92.
-    EXPECT_EQ(words(32, 80), (Words{24, 24, 44, -24, -24, 28}));
-    EXPECT_EQ(words(92, 100), Words{24});
+    EXPECT_EQ(wordsAt(segment.at(32), 6), (Words{24, 24, 44, -24, -24, 28}));
+    EXPECT_EQ(wordsAt(segment.at(92), 1), Words{24});
     EXPECT_EQ(std::memcmp(segment.at(100), "\4\0\0\0name\0", 9), 0);
     EXPECT_EQ(*segment.at(80), 0xCC);  // Not cleared.
     segment.manager().FreeNamedObject("name");
-    EXPECT_EQ(words(72, 80), Words{-1});
-    expectEmpty(segment);
+    EXPECT_EQ(wordsAt(segment.at(72), 1), Words{-1});
 
     segment.manager().GetNamedObject("a", 8, nullptr);
     void* p = segment.manager().GetNamedObject("b", 8, nullptr);  // The greatest name stands first.
-    EXPECT_EQ(segment.at(static_cast<int>(segment.image().next(32)) + 24), p);
+    EXPECT_EQ(segment.at(32) + wordsAt(segment.at(32), 1)[0] + 24, p);
 }
 
 TEST(NamedObjects, SizesHaveBounds) {
