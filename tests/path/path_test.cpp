@@ -106,26 +106,21 @@ TEST(PathTests, KindsOfEntries) {
     fs::create_symlink(dir / "missing", dir / "dangling");
     const struct {
         std::string path;
-        bool bExists, bDirectory;
-        std::int64_t nSize;  // -2: whatever it is.
+        unsigned nKind;  // 0: none.
+        std::int64_t nSize;
     } rows[] = {
-        {file, true, false, 5},
-        {sparse, true, false, 0x180000005},  // The int keeps its low bits.
-        {dir / "link", true, false, 5},
-        {dir / "dirlink", true, true, -2},
-        {dir / "dangling", false, false, -1},
-        {"", false, false, -1},
-        {file + "/below", false, false, -1},
-        {std::string(100000, 'x'), false, false, -1},
+        {sparse, S_IFREG, 0x180000005},  // The int keeps its low bits.
+        {dir / "link", S_IFREG, 5},     {dir / "dirlink", S_IFDIR, pathFileSize(dir.path())},
+        {dir / "dangling", 0, -1},      {"", 0, -1},
+        {file + "/below", 0, -1},       {std::string(100000, 'x'), 0, -1},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.path.substr(0, 100));
-        EXPECT_EQ(pathFileExist(row.path), row.bExists);
-        EXPECT_EQ(pathStat(row.path) != 0, row.bExists);
-        EXPECT_EQ(pathDirectoryExist(row.path), row.bDirectory);
-        if (row.nSize == -2) continue;
-        EXPECT_EQ(pathFileSizei64(row.path), row.nSize);
-        EXPECT_EQ(pathFileSize(row.path), static_cast<int>(row.nSize));
+    for (const auto& [path, nKind, nSize] : rows) {
+        SCOPED_TRACE(path.substr(0, 100));
+        EXPECT_EQ(pathStat(path) & S_IFMT, nKind);
+        EXPECT_EQ(pathFileExist(path), nKind != 0);
+        EXPECT_EQ(pathDirectoryExist(path), nKind == S_IFDIR);
+        EXPECT_EQ(pathFileSizei64(path), nSize);
+        EXPECT_EQ(pathFileSize(path), static_cast<int>(nSize));
     }
 }
 
