@@ -1,11 +1,13 @@
-// Files read and written, and every operation on files with each of its calls of the system failing
-// in turn: what it says is true, nothing is lost that was written, and no descriptor stays open.
+// Files read, written and found, names filtered; and every operation on files with each of its calls of the
+// system failing in turn: what it says is true, nothing is lost that was written, and no descriptor stays
+// open. Wildcards against a plain version of them: fuzz/path_fuzz.cpp.
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cerrno>
-#include <functional>
+#include <regex>
+#include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -52,71 +54,62 @@ long openDescriptors() {
     return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
-// Runs the operation in a fresh directory with its first, its second, ... call failing, until it
-// makes no more of them; `check` gets the directory and what the operation said.
-void failEachCall(const std::function<void(const TempDir&)>& prepare,
-                  const std::function<bool(const TempDir&)>& operation,
-                  const std::function<void(const TempDir&, bool)>& check) {
+// Calls the body with a fresh directory again and again. It runs its operation through `run`, the first time
+// with the first call of the system failing, then the second, ... until the operation makes no more of them.
+void failEachCall(const auto& body) {
     bool bFailed = true;
-    int nCall = 0;
-    for (; bFailed && nCall < 200; ++nCall) {
+    for (int nCall = 0; bFailed; ++nCall) {
         SCOPED_TRACE(nCall);
-        const TempDir dir;
-        prepare(dir);
-        const long nBefore = openDescriptors();
-        t_failure = {.nLeft = nCall, .nError = nCall % 2 ? EIO : ENOSPC};
-        const bool bSaid = operation(dir);
-        bFailed = t_failure.nLeft < 0;
-        t_failure = {};
-        EXPECT_EQ(openDescriptors(), nBefore);
-        EXPECT_TRUE(bSaid || bFailed);
-        check(dir, bSaid);
+        ASSERT_LT(nCall, 200) << "it has no end";
+        body(TempDir(), [&](const auto& operation) {
+            const long nBefore = openDescriptors();
+            t_failure = {.nLeft = nCall, .nError = nCall % 2 ? EIO : ENOSPC};
+            const bool bSaid = operation();
+            bFailed = t_failure.nLeft < 0;
+            t_failure = {};
+            EXPECT_EQ(openDescriptors(), nBefore);
+            EXPECT_TRUE(bFailed || (bSaid && nCall > 2))
+                << "the calls were not replaced, or it failed without";
+            return bSaid;
+        });
     }
-    EXPECT_TRUE(!bFailed && nCall > 3) << "it has no end, or the calls were not replaced";
 }
 
 const std::string CONTENT(200'000, 'c');
 
 // A copy, then the removal of the source, which must not be made unless the copy is whole.
 TEST(FileFault, AMovedFileIsInOnePlaceAtLeast) {
-    failEachCall(
-        [](const TempDir& dir) {
-            dir.write("from", CONTENT);
-            dir.write("to", std::string(300'000, 'o'));
-        },
-        [](const TempDir& dir) { return pathRenameFileEx(dir / "from", dir / "to"); },
-        [](const TempDir& dir, bool bSaid) {
-            const bool bThere = TempDir::read(dir / "to") == CONTENT;
-            EXPECT_TRUE(bThere || TempDir::read(dir / "from") == CONTENT);
-            EXPECT_TRUE(!bSaid || (bThere && !fs::exists(dir / "from")));
-        });
+    failEachCall([](const TempDir& dir, const auto& run) {
+        const std::string from = dir.write("from", CONTENT), to = dir.write("to", CONTENT + "older");
+        const bool bSaid = run([&] { return pathRenameFileEx(from, to); });
+        const bool bThere = TempDir::read(to) == CONTENT;
+        EXPECT_TRUE(bThere || TempDir::read(from) == CONTENT);
+        EXPECT_TRUE(!bSaid || (bThere && !fs::exists(from)));
+    });
 }
 
 TEST(FileFault, DirectoriesAreThereWhenTheySaySo) {
-    failEachCall([](const TempDir&) {}, [](const TempDir& dir) { return pathCreateDirectory(dir / "a/b/c"); },
-                 [](const TempDir& dir, bool bSaid) { EXPECT_EQ(fs::exists(dir / "a/b/c"), bSaid); });
+    failEachCall([](const TempDir& dir, const auto& run) {
+        const bool bSaid = run([&] { return pathCreateDirectory(dir / "a/b/c"); });
+        EXPECT_EQ(fs::exists(dir / "a/b/c"), bSaid);
+    });
 }
 
 TEST(FileFault, ATreeIsWalkedAndRemovedButForWhatFailed) {
     int nUntouched = 0, nOneLeft = 0;
-    failEachCall(
-        [](const TempDir& dir) {
-            for (const char* szName : {"kept", "tree/a", "tree/sub/b", "tree/sub/deep/c"})
-                dir.write(szName);
-            fs::create_symlink("..", dir / "tree/link");
-        },
-        [](const TempDir& dir) {
+    failEachCall([&](const TempDir& dir, const auto& run) {
+        dir.make({"kept", "tree/a", "tree/sub/b", "tree/sub/deep/c", "tree/link>.."});
+        const bool bSaid = run([&] {
             return vdxFindFile(dir.path().c_str(), "", true).size() <= 4 && pathRemoveDirectory(dir / "tree");
-        },
-        [&](const TempDir& dir, bool bSaid) {
-            EXPECT_TRUE(fs::exists(dir / "kept"));
-            int nLeft = 0;
-            for (const char* szName : {"tree/a", "tree/sub/b", "tree/sub/deep/c", "tree/link"})
-                nLeft += fs::exists(fs::symlink_status(dir / szName));
-            EXPECT_TRUE(!bSaid || nLeft == 0 || nLeft == 4) << "or it does not open: true, nothing is done";
-            nUntouched += bSaid && nLeft == 4;
-            nOneLeft += !bSaid && nLeft == 1;
         });
+        EXPECT_TRUE(fs::exists(dir / "kept"));
+        int nLeft = 0;
+        for (const char* szName : {"tree/a", "tree/sub/b", "tree/sub/deep/c", "tree/link"})
+            nLeft += fs::exists(fs::symlink_status(dir / szName));
+        EXPECT_TRUE(!bSaid || nLeft == 0 || nLeft == 4) << "or it does not open: true, nothing is done";
+        nUntouched += bSaid && nLeft == 4;
+        nOneLeft += !bSaid && nLeft == 1;
+    });
     EXPECT_GT(nUntouched, 0);
     EXPECT_GE(nOneLeft, 4) << "one that stays does not stop the rest";
 }
@@ -124,16 +117,15 @@ TEST(FileFault, ATreeIsWalkedAndRemovedButForWhatFailed) {
 // An interrupted call is made again, or what it said does not matter.
 TEST(FileFault, WholeFilesAreReadAndWrittenOrNot) {
     for (const bool bInterrupted : {true, false}) {
-        std::string text;
-        failEachCall([&](const TempDir&) { text.clear(); },
-                     [&](const TempDir& dir) {
-                         if (bInterrupted) t_failure.nError = EINTR;
-                         return vdxWriteBinFile(dir / "f", CONTENT) && vdxDumpTextFileA(dir / "f", text);
-                     },
-                     [&](const TempDir&, bool bSaid) {
-                         EXPECT_TRUE(text == (bSaid ? CONTENT : ""));
-                         EXPECT_TRUE(bSaid || !bInterrupted);
-                     });
+        failEachCall([&](const TempDir& dir, const auto& run) {
+            std::string text;
+            const bool bSaid = run([&] {
+                if (bInterrupted) t_failure.nError = EINTR;
+                return vdxWriteBinFile(dir / "f", CONTENT) && vdxDumpTextFileA(dir / "f", text);
+            });
+            EXPECT_TRUE(text == (bSaid ? CONTENT : ""));
+            EXPECT_TRUE(bSaid || !bInterrupted);
+        });
     }
 }
 
@@ -141,32 +133,22 @@ TEST(chFileStdio, WritesAppendsAndReadsElements) {
     const TempDir dir;
     const std::string path = dir.write("f", "stale and longer");
     chFileStdio file;
-    EXPECT_FALSE(file.Open(dir / "none", chFileStdio::OPEN_READ));
-    EXPECT_TRUE(file.Open(path, 4097) && file.WriteString("first"));
-    ASSERT_TRUE(file.Open(path, 12288)) << "opening closes the file held so far";
-    EXPECT_EQ(file.GetPosition(), 5);
-    EXPECT_EQ(file.Write("+second", 1, 7), 7u);
-    EXPECT_TRUE(file.Sync());
-    EXPECT_EQ(TempDir::read(path), "first+second");
-    ASSERT_TRUE(file.Open(path, 0));
-    char buffer[12];
-    EXPECT_TRUE(file.Read(buffer, 5, 2) == 2 && !file.IsEOF());
-    EXPECT_TRUE(file.Read(buffer, 5, 1) == 0 && file.IsEOF() && !file.HasFailed());
-    EXPECT_EQ(file.Write("x", 1, 1), 0u) << "open for reading";
-    EXPECT_FALSE(file.Open(path, 1)) << "unknown mode";
-    EXPECT_FALSE(file.Open(dir.path(), chFileStdio::OPEN_READ)) << "a directory";
+    EXPECT_FALSE(file.Open(dir / "none", 0) || file.Open(dir.path(), 0) || file.Open(path, 1));
     EXPECT_FALSE(file.IsFileOpened() || file.WriteString("x") || file.Sync());
     EXPECT_TRUE(file.IsEOF() && file.GetPosition() == -1 && file.Close()) << "nothing is open";
-}
-
-TEST(FullDisk, IsReportedByFlushByCloseAndByWholeWrites) {
-    chFileStdio file;
-    EXPECT_TRUE(file.Open("/dev/full", chFileStdio::OPEN_APPEND) && file.WriteString("buffered"));
+    EXPECT_TRUE(file.Open(path, chFileStdio::OPEN_CREATE) && file.WriteString("first"));
+    EXPECT_TRUE(file.Open(path, 12288) && file.GetPosition() == 5) << "opening closes the file held so far";
+    EXPECT_TRUE(file.Write("+second", 1, 7) == 7 && file.Sync());
+    EXPECT_EQ(TempDir::read(path), "first+second");
+    char buffer[12];
+    EXPECT_TRUE(file.Open(path, 0) && file.Read(buffer, 5, 2) == 2 && !file.IsEOF());
+    EXPECT_TRUE(file.Read(buffer, 5, 1) == 0 && file.IsEOF() && !file.HasFailed());
+    EXPECT_EQ(file.Write("x", 1, 1), 0u) << "open for reading";
+    // A full disk is reported by a flush and by the close.
+    EXPECT_TRUE(file.Open("/dev/full", 12288) && file.WriteString("buffered"));
     EXPECT_FALSE(file.Flush() || file.Close());
-    EXPECT_TRUE(file.Open("/dev/full", chFileStdio::OPEN_CREATE) && file.WriteString("buffered"));
-    EXPECT_FALSE(file.Close()) << "only the close writes it";
-    EXPECT_FALSE(vdxWriteBinFile("/dev/full", "x"));
-    EXPECT_FALSE(pathCopyFile("/proc/self/status", "/dev/full"));
+    EXPECT_TRUE(file.Open("/dev/full", 4097) && file.WriteString("buffered"));
+    EXPECT_FALSE(file.Close());
 }
 
 // Pipes and processes do not tell their size beforehand.
@@ -174,21 +156,137 @@ TEST(WholeFiles, AreReadToTheEndWhateverTheirSize) {
     const TempDir dir;
     const std::string pipe = dir / "pipe", copy = dir / "copy", sent(300000, '\0');
     std::string text;
-    std::vector<unsigned char> binary;
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::thread toCopy([&] { EXPECT_TRUE(vdxWriteBinFile(pipe, sent)); });
     EXPECT_TRUE(pathCopyFile(pipe, copy));
     toCopy.join();
-    EXPECT_TRUE(vdxDumpBinFile(copy, binary));
-    EXPECT_TRUE(std::string(binary.begin(), binary.end()) == sent);
     std::thread toRead([&] { EXPECT_TRUE(pathCopyFile(copy, pipe)); });
-    EXPECT_TRUE(vdxDumpTextFileA(pipe, text));
+    EXPECT_TRUE(vdxDumpTextFileA(pipe, text) && text == sent);
     toRead.join();
-    EXPECT_TRUE(text == sent);
     EXPECT_TRUE(pathCopyFile("/proc/self/status", copy) && vdxDumpTextFileA(copy, text));
     EXPECT_NE(text.find("Threads:"), std::string::npos);
-    EXPECT_TRUE(vdxWriteBinFile(copy, "", true) && vdxDumpTextFileA(copy, text));
-    EXPECT_EQ(text, "");
+    EXPECT_FALSE(vdxWriteBinFile("/dev/full", "x") || pathCopyFile(copy, "/dev/full"));
+    EXPECT_TRUE(vdxWriteBinFile(copy, "", true) && vdxDumpTextFileA(copy, text) && text.empty());
+}
+
+using Names = std::vector<std::string>;
+
+TEST(chPathWalker, ReadsNamesWithoutDots) {
+    const TempDir dir;
+    std::string name = "stale";
+    chPathWalker walker(dir.path());
+    walker.ClosePath();
+    EXPECT_FALSE(walker.OpenPath(dir / "none") || walker.ReadFileName(name) || !name.empty());
+    dir.make({"a", ".hidden", "...", "..x", "d/below"});
+    EXPECT_TRUE(walker.OpenPath(dir.path()));
+    std::set<std::string> names;
+    while (walker.ReadFileName(name))
+        names.insert(name);
+    EXPECT_EQ(names, (std::set<std::string>{"...", "..x", ".hidden", "a", "d"}));
+}
+
+TEST(chFileFilter, Table) {
+    const std::string longName(1000000, 'a');  // The time must not grow with the ways to divide it.
+    const std::tuple<std::string, Names, Names, Names> rows[] = {
+        // Filter, accepted, refused, denied.
+        {"*.txt;*.log;-~*", {"a.txt", "b.log"}, {"a.txt.bak", "a.TXT"}, {"~a.txt"}},
+        {";;", {"anything", ""}, {}, {}},
+        {"-+x;+", {""}, {"x"}, {"+x"}},
+        {"-", {"x"}, {}, {""}},
+        {"+*.c; *.d;++x", {"x.c", " x.d", "+x"}, {"x.d"}, {}},
+        {"[a](1)$^{}+.txt", {"[a](1)$^{}+.txt"}, {"a(1)$^{}+.txt", "[a](1)$^{}+xtxt"}, {}},
+        {"???", {"\xE2\x82\xAC"}, {"\xC3\xA9"}, {}},
+        {std::string("a\0*", 3), {std::string("a\0b", 3)}, {"ab"}, {}},
+        {"a*|b?|", {"abc", "bx", ""}, {"bxx"}, {}},
+        {"\\d*", {"7up", "7" + longName.substr(0, 4095)}, {"up7", "7" + longName}, {}},
+        {"\\w|x*", {"q", "xyz"}, {"qq"}, {}},
+        {"\\(a\\)\\1", {"\\a\\a\\"}, {"\\a\\b\\"}, {}},
+        {"*a*a*a*b;*b*a", {}, {longName}, {}},
+        {std::string(100000, '*'), {longName}, {}, {}},
+        {"*a*a*a*a*a*a\\d", {}, {longName.substr(0, 255)}, {}},
+    };
+    for (const auto& [text, accepted, refused, denied] : rows) {
+        SCOPED_TRACE(text.substr(0, 20));
+        const chFileFilter filter(text);
+        for (const std::string& name : accepted)
+            EXPECT_TRUE(filter.IsAcceptFileName(name) && !filter.IsDenyFileName(name)) << name.substr(0, 20);
+        for (const std::string& name : refused)
+            EXPECT_FALSE(filter.IsAcceptFileName(name) || filter.IsDenyFileName(name)) << name.substr(0, 20);
+        for (const std::string& name : denied)
+            EXPECT_TRUE(filter.IsDenyFileName(name)) << name;
+    }
+}
+
+TEST(chFileFilter, SettingReplacesBothLists) {
+    chFileFilter filter("*.a;-x*");
+    const chFileFilter copy = filter;
+    filter.SetFilter("*.b");
+    EXPECT_TRUE(copy.IsAcceptFileName("x.a") && copy.IsDenyFileName("x.a"));
+    EXPECT_TRUE(filter.IsAcceptFileName("x.b") && !filter.IsDenyFileName("x.b"));
+    const chFileFilter moved = std::move(filter);
+    EXPECT_FALSE(filter.IsAcceptFileName("x.a")) << "one that was moved from is still a filter";
+}
+
+TEST(chFileFilter, ExpressionsPassAndTheInvalidThrow) {
+    EXPECT_EQ(chFileFilter::fileExpress2REText("*?.$()+-[]^{}|\\a/"),
+              ".*.\\.\\$\\(\\)\\+\\-\\[\\]\\^\\{\\}|\\a/");
+    chFileFilter filter("*.old");
+    for (const std::string& invalid :
+         {std::string("a\\"), std::string("\\(*"), std::string("(a)\\1"), std::string(2000, 'a') + "\\d"}) {
+        EXPECT_THROW(filter.SetFilter("*.a;" + invalid + ";*.c"), std::regex_error) << invalid;
+        for (const char* szName : {"x.a", "x.c", "x.old"})  // Those before the invalid one stand.
+            EXPECT_EQ(filter.IsAcceptFileName(szName), szName[2] == 'a') << szName;
+    }
+}
+
+TEST(vdxFindFile, FiltersDescendsAndFollowsLinksOnce) {
+    const TempDir dir, outside;
+    outside.write("far.txt");
+    dir.make({"empty.txt/", "a.txt", "b.log", "~c.txt", "sub/d.txt", "~skip/f.txt", "x.d/g.c", "loop>.",
+              "sub/loop1>..", "sub/loop2>..", "out1>" + outside.path(), "out2>" + outside.path(),
+              "dangling.txt>missing"});
+    const std::tuple<const char*, bool, std::multiset<std::string>> rows[] = {
+        {"*.txt;-~*;-out1", true, {"a.txt", "dangling.txt", "out2/far.txt", "sub/d.txt"}},
+        {"*.txt;-~*", false, {"a.txt", "dangling.txt"}},
+        {"-*.d;-sub;-out?;-d*", true, {"a.txt", "b.log", "~c.txt", "~skip/f.txt"}},
+        {nullptr, false, {"a.txt", "b.log", "dangling.txt", "~c.txt"}},
+    };
+    for (const auto& [szFilter, bRecursive, expected] : rows) {
+        std::multiset<std::string> found;
+        for (const std::string& path : vdxFindFile(dir.path().c_str(), szFilter, bRecursive))
+            found.insert(path.substr(dir.path().size() + 1));
+        EXPECT_EQ(found, expected);
+    }
+    EXPECT_EQ(vdxFindFile(dir.path().c_str(), "far*", true).size(), 1u) << "by one of its links";
+    EXPECT_EQ(vdxFindFile((dir / "sub//").c_str(), "d*", false).front(), dir / "sub/d.txt");
+}
+
+TEST(vdxFindFile, AppendsWithoutRepeating) {
+    const TempDir dir;
+    dir.make({"a", "b"});
+    std::list<std::string> paths{"before", dir / "b"};
+    vdxFindFile(dir.path(), "", paths, false);
+    EXPECT_EQ(paths, (std::list<std::string>{"before", dir / "b", dir / "a"}));
+    vdxFindFile(dir.path(), "", paths);
+    EXPECT_EQ(paths.size(), 3u);
+    for (const std::string& nowhere : {std::string(), dir / "none", dir / "a"})
+        EXPECT_TRUE(vdxFindFile(nowhere.c_str(), "*", true).empty()) << nowhere;
+    EXPECT_TRUE(vdxFindFile(nullptr, "*", true).empty());
+    EXPECT_THROW(vdxFindFile(dir.path().c_str(), "\\", true), std::regex_error);
+}
+
+// However deep the tree, with a handful of descriptors.
+TEST(vdxFindFile, DeepTreesAreWalkedAndRemoved) {
+    const TempDir dir;
+    std::string deep = dir / "d";
+    while (deep.size() < 3800)
+        deep += "/deeper_and_deeper";
+    ASSERT_TRUE(pathCreateDirectory(deep));
+    std::ofstream(deep + "/odd\nname\xFF") << 'x';
+    const rlimit few = {20, 20};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    EXPECT_EQ(vdxFindFile(dir.path().c_str(), "odd\n*", true).front(), deep + "/odd\nname\xFF");
+    EXPECT_TRUE(pathRemoveDirectory(dir / "d"));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <stdexcept>
 #include <string>
 
@@ -30,6 +31,21 @@ public:
         std::filesystem::create_directories(full.parent_path());
         std::ofstream(full, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         return full.string();
+    }
+
+    // Makes files ("a/name", which holds its name), directories ("name/") and symbolic links ("name>target",
+    // where a relative target is seen from the link's directory).
+    void make(std::initializer_list<std::string> entries) const {
+        for (const std::string& entry : entries) {
+            const std::size_t nArrow = entry.find('>');
+            if (nArrow != std::string::npos) {
+                std::filesystem::create_symlink(entry.substr(nArrow + 1), *this / entry.substr(0, nArrow));
+            } else if (entry.back() == '/') {
+                makeDir(entry);
+            } else {
+                write(entry, entry);
+            }
+        }
     }
 
     std::string makeDir(const std::string& name) const {
