@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace xmltest {
 
@@ -32,12 +31,6 @@ std::string decode(std::string s) {
     return s;
 }
 
-std::string lower(std::string s) {
-    for (char& c : s)
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-    return s;
-}
-
 // The part before a delimiter; the text keeps what comes after it.
 std::string slice(std::string& szText, const std::string& szDelimiter) {
     const auto n = szText.find(szDelimiter);
@@ -54,71 +47,57 @@ bool skip(std::string& szText, const std::string& szMark) {
     return true;
 }
 
-std::string node(int nType, const std::string& szText, const std::string& szInside = "") {
-    return "(" + std::to_string(nType) + " '" + szText + "'" + szInside + ")";
-}
-
 std::string checked(const std::string& szName) {
     if (szName.empty() || szName.find_first_of(NOT_IN_NAMES) != std::string::npos) throw Unreadable();
     return szName;
 }
 
-// Name and attributes; the attributes come back as they stand in a dump.
-std::string readBody(std::string szBody, std::string& szName) {
+// A new child with the name and the attributes that the inside of its tag tells.
+chXmlObject readTag(chXmlObject& parent, xmlType nType, std::string szBody) {
     szBody = trim(szBody);
-    szName = checked(szBody.substr(0, szBody.find_first_of(WHITE)));
+    const std::string szName = checked(szBody.substr(0, szBody.find_first_of(WHITE)));
+    chXmlAttributeObject tag = parent.AddChildObject(nType, szName);
     szBody = trim(szBody.substr(szName.size()));
-    std::vector<std::pair<std::string, std::string>> attributes;
     while (!szBody.empty()) {
         const std::string szKey = decode(checked(trim(slice(szBody, "="))));
         szBody = trim(szBody);
         const std::string szQuote = szBody.substr(0, 1);
         if (szQuote != "\"" && szQuote != "'") throw Unreadable();
         szBody = szBody.substr(1);
-        auto same = std::find_if(attributes.begin(), attributes.end(),
-                                 [&](const auto& pair) { return lower(pair.first) == lower(szKey); });
-        if (same == attributes.end()) same = attributes.insert(same, {szKey, ""});
-        same->second = decode(slice(szBody, szQuote));
+        tag.SetAttributeValue(szKey, decode(slice(szBody, szQuote)));
         szBody = trim(szBody);
     }
-    std::string szDump;
-    for (const auto& [szKey, szValue] : attributes)
-        szDump += " [" + szKey + "|" + szValue + "]";
-    return szDump;
+    return tag;
 }
 
-std::string readContent(std::string szText, std::string& szDump);
+std::string readContent(std::string szText, chXmlObject& parent);
 
-std::string readElement(std::string szText, std::string& szDump) {
+std::string readElement(std::string szText, chXmlObject& parent) {
     const bool bEmpty = szText.find("/>") < szText.find('>');
-    std::string szName, szInside;
-    const std::string szAttributes = readBody(slice(szText, bEmpty ? "/>" : ">"), szName);
+    chXmlObject element = readTag(parent, xmlElement, slice(szText, bEmpty ? "/>" : ">"));
     if (!bEmpty) {
-        szText = readContent(szText, szInside);
-        if (!skip(szText, "</") || trim(slice(szText, ">")) != szName) throw Unreadable();
+        szText = readContent(szText, element);
+        if (!skip(szText, "</") || trim(slice(szText, ">")) != element.tagName()) throw Unreadable();
     }
-    szDump += node(4, szName, szAttributes + szInside);
     return trim(szText);
 }
 
-std::string readContent(std::string szText, std::string& szDump) {
+std::string readContent(std::string szText, chXmlObject& parent) {
     for (;;) {
         const auto nOpen = szText.find('<');
         if (nOpen == std::string::npos) return trim(szText);
         const std::string szRun = trimRight(szText.substr(0, nOpen));
-        if (!szRun.empty()) szDump += node(2, decode(szRun));
+        if (!szRun.empty()) parent.AddChildObject(xmlText, decode(szRun));
         szText = szText.substr(nOpen);
         if (szText.starts_with("</")) return szText;
         if (skip(szText, "<!--")) {
-            szDump += node(1, trim(slice(szText, "-->")));
+            parent.AddChildObject(xmlComment, trim(slice(szText, "-->")));
         } else if (skip(szText, "<![CDATA[")) {
-            szDump += node(5, trim(slice(szText, "]]>")));
+            parent.AddChildObject(xmlCData, trim(slice(szText, "]]>")));
         } else if (skip(szText, "<?")) {
-            std::string szName;
-            const std::string szAttributes = readBody(slice(szText, "?>"), szName);
-            szDump += node(3, szName, szAttributes);
+            readTag(parent, xmlDeclaration, slice(szText, "?>"));
         } else {
-            szText = readElement(szText.substr(1), szDump);
+            szText = readElement(szText.substr(1), parent);
         }
     }
 }
@@ -142,9 +121,9 @@ std::string oneOf(std::mt19937& random, const auto& table) {
 }  // namespace
 
 std::optional<std::string> modelDump(const std::string& szText) try {
-    std::string szDump;
-    if (!readContent(szText, szDump).empty()) return {};
-    return node(6, "", szDump);
+    chXmlDocument document;
+    if (!readContent(szText, document).empty()) return {};
+    return dump(document);
 } catch (const Unreadable&) {
     return {};
 }
