@@ -1,4 +1,5 @@
-// Tidy paths and wildcards against slow, plain versions of both.
+// Tidy paths against those of the standard library, wildcards against a slow, plain version.
+#include <filesystem>
 #include <string_view>
 
 #include <vdx/path.h>
@@ -8,22 +9,12 @@
 
 namespace {
 
-std::string plainTidy(std::string_view path) {
-    std::vector<std::string_view> kept;
-    for (std::size_t nBegin = 1; nBegin < path.size();) {
-        const std::size_t nEnd = std::min(path.find('/', nBegin), path.size());
-        const std::string_view part = path.substr(nBegin, nEnd - nBegin);
-        if (part == "..") {
-            if (!kept.empty()) kept.pop_back();
-        } else if (!part.empty() && part != ".") {
-            kept.push_back(part);
-        }
-        nBegin = nEnd + 1;
-    }
-    std::string result;
-    for (const std::string_view part : kept)
-        result.append("/").append(part);
-    return result.empty() ? "/" : result;
+// What comes first is taken for the root.
+std::string plainTidy(const std::string& path) {
+    std::string result = std::filesystem::path("/" + path.substr(1)).lexically_normal().string();
+    while (result.size() > 1 && result.back() == '/')
+        result.pop_back();
+    return result;
 }
 
 // Asks from the pattern's end on, for each place in the name, whether the rest of both match.

@@ -102,22 +102,6 @@ std::string readContent(std::string szText, chXmlObject& parent) {
     }
 }
 
-// What documents are made of, where a bar is with more of them in between; what makes them unreadable.
-// clang-format off
-constexpr const char* PIECES[] = {
-    "<a>|</a>", "<list id='1' ID = \"2\">|</ list >", "< x-y:z\nn=\"&quot;&amp;\" k='a\"b' >|</x-y:z\n>",
-    "<I &lt;&amp;=\"1\" X=\"2\" x=\"3\">|</I>", "<\xC3\xA9 >|</\xC3\xA9>", "<a\tY='2' y=\"&lt;3\"/>", " text ",
-    "<!-- note -- -->", "<![CDATA[ <&amp;> ]]>", "<?xml version=\"1.0\" v='a>b'?>", "<? p ?>", "\n\t", "\v",
-    "<!---->", "a &lt; b &amp;lt; &apos;&bad;&quot"};
-constexpr const char* FAULTS[] = {
-    "<b>", "</a>", "<!-->", "<!x>", "<![CDATA[", "<?", "<>", "</>", "<a b>", "<a b=c>", "<a b=\"x>y\">",
-    "<a/ >", "/>", "-->", "]]>", "?>", " c='d'", "'", "\"", "=", "<", ">", "&amp;", "/", "!", "?", "]", "A"};
-// clang-format on
-
-std::string oneOf(std::mt19937& random, const auto& table) {
-    return table[random() % std::size(table)];
-}
-
 }  // namespace
 
 std::optional<std::string> modelDump(const std::string& szText) try {
@@ -126,25 +110,6 @@ std::optional<std::string> modelDump(const std::string& szText) try {
     return dump(document);
 } catch (const Unreadable&) {
     return {};
-}
-
-std::string randomDocument(std::mt19937& random) {
-    std::string szText;
-    for (auto n = random() % 6; n > 0; --n) {
-        std::string szPiece = oneOf(random, PIECES);
-        const auto nBar = szPiece.find('|');
-        if (nBar != std::string::npos) szPiece.replace(nBar, 1, randomDocument(random));
-        szText += szPiece;
-    }
-    return szText;
-}
-
-std::string mutated(std::string szText, std::mt19937& random) {
-    const auto nAt = random() % (szText.size() + 1);
-    if (random() % 6 == 0) return szText.substr(0, nAt);
-    szText.erase(nAt, random() % 3);
-    const std::string szRun(random() % 300, "x &\n\0"[random() % 5]);
-    return szText.insert(nAt, random() % 3 ? oneOf(random, FAULTS) : szRun);
 }
 
 }  // namespace xmltest

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <random>
 #include <string>
 
 #include <vdx/xml.h>
@@ -29,9 +28,5 @@ inline std::uint32_t nodesAlive() {
 
 // The dump of a text's document; nothing if the text cannot be read.
 std::optional<std::string> modelDump(const std::string& szText);
-
-// A text of every kind of markup, mostly readable, and the same with one change more.
-std::string randomDocument(std::mt19937& random);
-std::string mutated(std::string szText, std::mt19937& random);
 
 }  // namespace xmltest

@@ -14,8 +14,7 @@ namespace {
 static_assert(sizeof(chXmlObject) == 2 * sizeof(void*) && sizeof(chXmlElement) == sizeof(chXmlObject));
 static_assert(!std::has_virtual_destructor_v<chXmlObject> && !std::is_polymorphic_v<baseDymicAlloc>);
 static_assert(std::has_virtual_destructor_v<dataXmlBase> && std::is_base_of_v<dataXmlBase, dataXmlElement>);
-static_assert(xmlComment == 1 && xmlText == 2 && xmlDeclaration == 3 && xmlElement == 4 && xmlCData == 5 &&
-              xmlDocument == 6 && sizeof(xmlType) == 4);
+static_assert(sizeof(xmlType) == 4);
 
 class chXmlTree : public LeakFree {};
 
@@ -34,15 +33,14 @@ TEST_F(chXmlTree, EmptyHandlesAnswerNone) {
     chXmlElement empty;
     empty.RemoveChildObject(empty);
     empty.FastRemoveAttributeValue(nullptr);
+    EXPECT_EQ("x", empty.GetAttributeValue("a", "x") + empty.ExportToText(false) + empty.tagName());
+    EXPECT_FALSE(empty.hasChildren() || empty.SetAttributeValue("a", "x") || empty.FindAttributeValue("a"));
+    EXPECT_FALSE(empty.GetAttributeData() || empty.GetAttributeCount() || empty.getLevel() || empty.type());
     for (const chXmlObject& none : std::initializer_list<chXmlObject>{
              empty.getParent(), empty.getChild(), empty.getChildElement(), empty.getNextElement(), empty["a"],
              empty.FindNextElement("a"), empty.FindChildAttribute("a", ""), empty.FindNextAttribute("a", ""),
              empty.clone(), ++empty, empty.AddChildObject(chXmlObject()), empty})
         EXPECT_FALSE(none.hasData());
-    EXPECT_FALSE(empty.hasChildren() || empty.SetAttributeValue("a", "x") || empty.FindAttributeValue("a"));
-    EXPECT_TRUE(empty.GetAttributeData() == nullptr && empty.GetAttributeCount() == 0 &&
-                empty.getLevel() == 0);
-    EXPECT_EQ("x", empty.GetAttributeValue("a", "x") + empty.ExportToText(false));
 }
 
 TEST_F(chXmlTree, Navigation) {
@@ -66,20 +64,19 @@ TEST_F(chXmlTree, Navigation) {
 // Every pair of bytes, at places that the comparison reaches on different ways, the other bytes the same or
 // in the other case.
 TEST_F(chXmlTree, NamesFoldAsciiLettersOnly) {
-    const auto fold = [](std::size_t c) { return c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c; };
+    const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? c + 'a' - 'A' : c; };
     for (const std::size_t nSize : {1U, 2U, 3U, 4U, 7U, 8U, 9U, 17U}) {
         for (std::size_t i = 0; i < 6 * 65536; ++i) {
-            const std::size_t nAt = (nSize - 1) * (i / 65536 % 3) / 2, cLeft = i / 256 % 256,
-                              cRight = i % 256;
+            const std::size_t nAt = (nSize - 1) * (i / 65536 % 3) / 2;
             std::string szLeft(nSize, 'x'), szRight(nSize, i / 65536 < 3 ? 'x' : 'X');
-            szLeft[nAt] = static_cast<char>(cLeft);
-            szRight[nAt] = static_cast<char>(cRight);
-            const bool bSame = fold(cLeft) == fold(cRight);
+            szLeft[nAt] = static_cast<char>(i / 256);
+            szRight[nAt] = static_cast<char>(i);
+            const bool bSame = fold(szLeft[nAt]) == fold(szRight[nAt]);
             ASSERT_EQ(bSame, sameXmlKeyName(szLeft, szRight)) << szLeft << " " << szRight;
             ASSERT_TRUE(!bSame || vdx::hashName(szLeft) == vdx::hashName(szRight)) << szLeft;
         }
     }
-    EXPECT_TRUE(sameXmlKeyName("", "") && !sameXmlKeyName("a", "ab") && !sameXmlKeyName("", "a"));
+    EXPECT_TRUE(sameXmlKeyName("", "") && !sameXmlKeyName("a", "ab"));
 }
 
 TEST_F(chXmlTree, AChildLeavesBetweenItsNeighbours) {
@@ -104,9 +101,6 @@ TEST_F(chXmlTree, AChildHasOnePlace) {
     EXPECT_EQ(3, std::count(szWarnings.begin(), szWarnings.end(), '\n')) << szWarnings;
     EXPECT_NE(std::string::npos, szWarnings.find("AddChildObject: the child has a place in a tree already"));
     EXPECT_EQ("(4 'a'(4 'c'))(4 'b')", dump(a) + dump(b));
-    a.RemoveChildObject(c);
-    b.AddChildObject(c);
-    EXPECT_EQ("(4 'a')(4 'b'(4 'c'))", dump(a) + dump(b));
 }
 
 TEST_F(chXmlTree, SubtreesOutliveTheirTree) {
@@ -114,8 +108,7 @@ TEST_F(chXmlTree, SubtreesOutliveTheirTree) {
     const chXmlElement c = handle["a"]["b"]["c"];
     EXPECT_TRUE(c.getLevel() == 2 && handle.getLevel() == 0);
     handle = handle["a"]["b"];  // From inside its own tree.
-    EXPECT_EQ(1, c.getLevel());
-    EXPECT_FALSE(handle.getParent().hasData() || handle.getNextElement().hasData());
+    EXPECT_FALSE(c.getLevel() != 1 || handle.getParent().hasData() || handle.getNextElement().hasData());
     chXmlObject& self = handle;
     handle = self;
     handle = std::move(self);
@@ -126,14 +119,12 @@ TEST_F(chXmlTree, SubtreesOutliveTheirTree) {
 TEST_F(chXmlTree, ClonesShareNothingAndCountInTheLeakReport) {
     const auto nBefore = nodesAlive();
     chXmlElement source = tree("<a x='1'>t<b y='2'><!--c--></b><![CDATA[d]]></a>");
-    EXPECT_EQ(nBefore + 5, nodesAlive());
     const chXmlElement copy = source.clone(), inner = copy["b"].clone();
     EXPECT_EQ(nBefore + 12, nodesAlive());
     source["b"].SetAttributeValue("y", "3");
     source.AddChildElement("e");
     EXPECT_EQ("(4 'a' [x|1](2 't')(4 'b' [y|2](1 'c'))(5 'd'))", dump(copy));
-    EXPECT_EQ("(4 'b' [y|2](1 'c'))", dump(inner));
-    EXPECT_FALSE(copy.getParent().hasData() || inner.getParent().hasData());
+    EXPECT_EQ("()(4 'b' [y|2](1 'c'))", dump(inner.getParent()) + dump(inner));
     source = chXmlElement();
     EXPECT_EQ(nBefore + 7, nodesAlive());
 }
@@ -145,12 +136,11 @@ TEST_F(chXmlTree, AMillionLevels) {
     chXmlObject at = document.AddChildElement("a");
     for (int i = 1; i < LEVELS; ++i)
         at = at.AddChildElement("a");
-    at.AddChildObject(xmlText, "t");
     EXPECT_EQ(LEVELS - 1, at.getLevel());
     EXPECT_EQ(xmlDocument, document.type());
     EXPECT_FALSE(document.SetAttributeValue("n", "v"));  // Such a document has no room for it.
     const std::string szText = document.clone().ExportToText(true);
-    EXPECT_EQ(7U * LEVELS + 1, szText.size());
+    EXPECT_EQ(7U * LEVELS - 3, szText.size());
     EXPECT_EQ(szText, chXmlDocument::ParseDocument(szText).ExportToText(true));
 }
 
@@ -158,14 +148,13 @@ TEST_F(chXmlTree, AttributesChangeInPlaceAndGoByAddress) {
     chXmlElement element = tree("<a id='1' b='1'/>");
     EXPECT_TRUE(!element.SetAttributeValue("ID", "1") && element.SetAttributeValue("ID", "3"));
     EXPECT_TRUE(element.SetAttributeValue("new", "") && !element.SetAttributeValue("new", ""));
-    EXPECT_EQ("(4 'a' [id|3] [b|1] [new|])", dump(element));
-    EXPECT_EQ(3, element.GetAttributeCount());
-    EXPECT_EQ("x", element.GetAttributeValue("missing", "x"));
+    EXPECT_EQ("(4 'a' [id|3] [b|1] [new|])x", dump(element) + element.GetAttributeValue("missing", "x"));
     std::string szOther = "1";  // Content selects nothing.
     std::string* const pB = element.FindAttributeValue("B");
     for (std::string* pGone : {&szOther, static_cast<std::string*>(nullptr), pB, pB})
         element.FastRemoveAttributeValue(pGone);
     EXPECT_EQ("(4 'a' [id|3] [new|])", dump(element));
+    EXPECT_EQ(2, element.GetAttributeCount());
 }
 
 TEST_F(chXmlTree, Options) {
