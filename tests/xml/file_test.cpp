@@ -118,19 +118,20 @@ struct Operation {
     bool bLoad;            // Else a save of <next/>.
 };
 
-// Does it in a process of its own, in which the call after nCallsLeft others fails, or kills. Gives 0
-// for success, 1 for false, 2 for what must never be; and prints the name of the call that failed.
-vdxtest::ChildResult perform(const Operation& operation, const TempDir& dir, int nCallsLeft, int nError) {
+// Does it in a process of its own, in which a call fails, or kills. Gives 0 for success, 1 for false, 2 for
+// what must never be; and prints the name of the call that failed.
+vdxtest::ChildResult perform(const Operation& operation, const TempDir& dir,
+                             const vdxtest::Failure& failure) {
     if (operation.szFormer) dir.write(operation.szFormer, "<former/>");
     if (operation.szNext) dir.write(operation.szNext, "<next/>");
     return vdxtest::runInChild([&] {
         chXmlFile file;
         file.AddChildElement("next");
         const auto nOpen = entries("/proc/self/fd");
-        t_failure = {.nLeft = nCallsLeft, .nError = nError, .failed = ""};
+        t_failure = failure;
         const bool bDone = operation.bLoad ? file.LoadFromFile(dir / "f") : file.SaveToFile(dir / "f");
         t_failure.nLeft = -1;
-        std::fputs(t_failure.failed.data(), stdout);
+        std::fwrite(t_failure.failed.data(), 1, t_failure.failed.size(), stdout);
         const bool bSame = TempDir::read(dir / "f").starts_with(file.ExportToText(true));
         const bool bSound = bDone ? bSame : dump(file) == (operation.bLoad ? "(6 '')" : "(6 ''(4 'next'))");
         return !bSound || entries("/proc/self/fd") != nOpen ? 2 : bDone ? 0 : 1;
@@ -152,7 +153,7 @@ TEST_F(chXmlFiles, EachCallFailingOrKilling) {
             bool bWasNext = false, bEnded = false;
             for (int n = 0; !bEnded; ++n) {
                 const TempDir dir;
-                const auto result = perform(operation, dir, n, nError);
+                const auto result = perform(operation, dir, {.nLeft = n, .nError = nError});
                 SCOPED_TRACE(testing::Message() << operation.szLabel << nError << " at " << n << result.out);
                 const bool bKilled = result.signal() == SIGKILL, bDone = result.exitCode() == 0;
                 ASSERT_TRUE(bKilled || bDone || (result.exitCode() == 1 && !result.out.empty()));
@@ -172,6 +173,21 @@ TEST_F(chXmlFiles, EachCallFailingOrKilling) {
             }
             EXPECT_GE(nHurt, operation.bLoad ? 2 : 8) << operation.szLabel;
         }
+    }
+}
+
+// The names change only when the disk has the text, and the directory with it; .old goes when it has the
+// names. Until then the text is for its owner alone.
+TEST_F(chXmlFiles, WhatIsOnTheDiskAtEachStep) {
+    for (int n = 0; n < 5; ++n) {
+        const TempDir dir;
+        const auto result = perform({"", "f", nullptr, false}, dir, {n, KILLS, "fsync"});
+        EXPECT_EQ(n < 4, result.signal() == SIGKILL) << n;
+        EXPECT_EQ(n < 2 ? "<former/>" : "<next/>\n", TempDir::read(dir / "f")) << n;
+        EXPECT_EQ(n < 2 ? "<next/>\n" : "", TempDir::read(dir / "f.new")) << n;
+        EXPECT_EQ(n == 2 ? "<former/>" : "", TempDir::read(dir / "f.old")) << n;
+        const auto nMode = std::filesystem::status(dir / "f.new").permissions();
+        EXPECT_TRUE(n > 0 || nMode == std::filesystem::perms(0600)) << n;
     }
 }
 

@@ -62,21 +62,15 @@ TEST_F(chXmlParser, LargeTextsAreReadQuickly) {
     std::string szAttributes;
     for (int i = 0; i < 100000; ++i)
         szAttributes += " n" + std::to_string(i) + "=''";
-    const std::pair<std::string, bool> CASES[] = {
-        {repeated("<a>", 1000000), false},
-        {"<a" + szAttributes + "/>", true},
-        {"<r>" + repeated("<a/>t", 300000) + "</r>", true},
-        {"<a>" + repeated("&", 2000000) + "</a>", true},
-        {"<a>" + repeated("&amp;", 500000) + "</a>", true},
-        {"<!--" + repeated("-", 2000000) + ">", true},
-        {"<!--" + repeated(">", 2000000) + "-->", true},
-        {"<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000), true},
-        {repeated("<?a?>", 300000), true},
-        {"<?" + repeated("a='>'", 300000), false},
-    };
     const auto start = std::chrono::steady_clock::now();
-    for (const auto& [szText, bReadable] : CASES)
-        EXPECT_EQ(bReadable, chXmlDocument::ParseDocument(szText).hasChildren()) << szText.substr(0, 20);
+    for (const std::string& szInside :
+         {"<a" + szAttributes + "/>", repeated("<a/>t", 300000), repeated("&", 2000000),
+          repeated("&amp;", 500000), "<!--" + repeated("-", 2000000) + ">",
+          "<!--" + repeated(">", 2000000) + "-->", repeated("<?a?>", 300000),
+          "<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000)})
+        EXPECT_TRUE(tree("<r>" + szInside + "</r>").hasChildren()) << szInside.substr(0, 20);
+    for (const std::string& szUnreadable : {repeated("<a>", 1000000), "<?" + repeated("a='>'", 300000)})
+        EXPECT_FALSE(chXmlDocument::ParseDocument(szUnreadable).hasChildren()) << szUnreadable.substr(0, 20);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
