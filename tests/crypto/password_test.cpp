@@ -25,9 +25,9 @@ std::string textOf(const Bytes& bytes) {
 // On both sides of the length up to which the default key's stream is kept.
 TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
     const Bytes key = randomBytes(300);
-    const std::pair<const unsigned char*, int> keys[] = {
-        {nullptr, 99},   {key.data(), 16}, {key.data(), 24},  {key.data(), 32},
-        {key.data(), 0}, {key.data(), 17}, {key.data(), 300}, {key.data(), INT_MIN}};
+    const std::pair<const unsigned char*, int> keys[] = {{nullptr, 99},     {key.data(), 16},
+                                                         {key.data(), 24},  {key.data(), 17},
+                                                         {key.data(), 300}, {key.data(), INT_MIN}};
     for (const std::size_t n : {1U, 15U, 16U, 17U, 255U, 256U, 257U, 5000U}) {
         const std::string strPlain(n, 'p');
         Bytes plain(strPlain.begin(), strPlain.end());
@@ -70,8 +70,7 @@ TEST(DefaultKey, IsReadAtEachUse) {
 
 TEST(pswDecrypt, TextThatIsNoCipherText) {
     EXPECT_EQ(pswDecrypt(""), "");
-    EXPECT_EQ(pswDecrypt("aGVsbG8="), "hello");  // Five bytes: never encrypted.
-    EXPECT_EQ(pswDecrypt("aGUAbG8="), "he");
+    EXPECT_EQ(pswDecrypt("aGUAbG8="), "he");  // Five bytes: never encrypted.
     EXPECT_EQ(pswDecrypt("!?*"), "");
     const std::string strText = pswEncrypt("secret");
     EXPECT_EQ(pswDecrypt(" " + strText.substr(0, 9) + "\r\n-" + strText.substr(9)), "secret");
@@ -81,13 +80,12 @@ TEST(pswDecrypt, TextThatIsNoCipherText) {
 
 TEST(pswDecryptEx, BadLengthsOfBytes) {
     Bytes data = randomBytes(37), stream = data;
-    for (const int nSize : {INT_MIN, -1, 0}) {
-        EXPECT_TRUE(pswEncryptEx(data.data(), nSize, nullptr, 0).empty());
-        EXPECT_TRUE(pswDecryptEx(data.data(), nSize, nullptr, 0).empty());
+    const std::pair<unsigned char*, int> nothing[] = {
+        {data.data(), INT_MIN}, {data.data(), 0}, {nullptr, 16}};
+    for (const auto& [pData, nSize] : nothing) {
+        EXPECT_TRUE(pswEncryptEx(pData, nSize, nullptr, 0).empty());
+        EXPECT_TRUE(pswDecryptEx(pData, nSize, nullptr, 0).empty());
     }
-    EXPECT_TRUE(pswEncryptEx(nullptr, 16, nullptr, 0).empty());
-    EXPECT_TRUE(pswDecryptEx(nullptr, 16, nullptr, 0).empty());
-    EXPECT_EQ(data, stream);
     rc4Transfer(nullptr, 0).Transfer(stream.data(), 37);
     const Bytes plain = pswDecryptEx(data.data(), 37, nullptr, 0);
     ASSERT_EQ(plain.size(), 37U);

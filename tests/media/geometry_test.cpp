@@ -43,26 +43,20 @@ TEST(chRect, Measures) {
 
 // The functions that return copies call the members of the same name.
 TEST(chRect, Changes) {
-    const chRect r(10, 20, 30, 50);
-    EXPECT_EQ(rectLTWH(1, 2, 3, 4), chRect(1, 2, 4, 6));
-    EXPECT_EQ(InflateRect(r, 1, 2, 3, 4), chRect(9, 18, 33, 54));
-    EXPECT_EQ(DeflateRect(r, 1, 2, 3, 4), chRect(11, 22, 27, 46));
-    EXPECT_EQ(Resize(r, 1, -2), chRect(10, 20, 11, 18));
-    EXPECT_EQ(ResizeWidth(r, 1), chRect(10, 20, 11, 50));
-    EXPECT_EQ(ResizeHeight(r, 1), chRect(10, 20, 30, 21));
-    EXPECT_EQ(OffsetRect(r, 1, -2), chRect(11, 18, 31, 48));
-    EXPECT_EQ(OffsetRect(r, INT_MAX, 0).left, INT_MIN + 9);
-    chRect changed = r;
-    changed.InflateRect(1, 2);
-    EXPECT_EQ(changed, chRect(9, 18, 31, 52));
-    changed.DeflateRect(3, 4);
-    EXPECT_EQ(changed, chRect(12, 22, 28, 48));
-    changed.OffsetRect(chSize(-1, 2));
-    EXPECT_EQ(changed, chRect(11, 24, 27, 50));
-    changed.SetRect(1, 2, 3, 4);
-    EXPECT_EQ(changed, chRect(1, 2, 3, 4));
-    changed.SetEmpty();
-    EXPECT_EQ(changed, chRect());
+    chRect r = InflateRect(rectLTWH(10, 20, 20, 30), 1, 2, 3, 4);
+    r = OffsetRect(DeflateRect(r, 10, 20, 30, 40), -100, 200);
+    EXPECT_EQ(r, chRect(-81, 238, -97, 214));
+    EXPECT_EQ(Resize(r, 1, -2), chRect(-81, 238, -80, 236));
+    EXPECT_EQ(ResizeHeight(ResizeWidth(r, 3), 4), chRect(-81, 238, -78, 242));
+    EXPECT_EQ(OffsetRect(r, INT_MIN, 0).left, INT_MAX - 80);
+    r.InflateRect(1, 2);
+    r.DeflateRect(10, 20);
+    r.OffsetRect(chSize(-1, 2));
+    EXPECT_EQ(r, chRect(-73, 258, -107, 198));
+    r.SetRect(1, 2, 3, 4);
+    EXPECT_EQ(r, chRect(1, 2, 3, 4));
+    r.SetEmpty();
+    EXPECT_EQ(r, chRect());
 }
 
 TEST(chRect, Combinations) {
@@ -83,10 +77,9 @@ TEST(chRect, Combinations) {
     }
     EXPECT_EQ(r + chSize(5, 6), chRect(0, 0, 15, 16)) << "kept: a size grows";
     EXPECT_EQ(r + chPoint(5, 6), chRect(5, 6, 15, 16)) << "and a point moves";
-    for (const chPoint& inside : {chPoint(0, 0), chPoint(9, 9)})
-        EXPECT_TRUE(r.PtInRect(inside)) << inside.x << ' ' << inside.y;
-    for (const chPoint& outside : {chPoint(10, 5), chPoint(5, 10), chPoint(-1, 5), chPoint(5, -1)})
-        EXPECT_FALSE(r.PtInRect(outside)) << outside.x << ' ' << outside.y;
+    for (int y = -1; y <= 10; ++y)
+        for (int x = -1; x <= 10; ++x)
+            EXPECT_EQ(r.PtInRect({x, y}), x >= 0 && x < 10 && y >= 0 && y < 10) << x << ' ' << y;
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdint>
+#include <numeric>
 
 #include <gtest/gtest.h>
 
@@ -14,44 +14,45 @@ namespace {
 
 using WideBuffer = GuardedBuffer<wchar_t>;
 
-// The results that the contract states, a unit at a time; at place nLast if there is no stop before it.
-int plainCompare(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nLast, bool bFold = false) {
+// The results that the contract states, a unit at a time; at the last unit of nCount if there is no stop
+// before.
+int plainCompare(const wchar_t* szLeft, const wchar_t* szRight, int nCount, bool bFold) {
     const auto fold = [bFold](wchar_t c) { return bFold && c >= L'a' && c <= L'z' ? c - 32 : c; };
-    std::size_t i = 0;
-    while (i < nLast && szLeft[i] != 0 && fold(szLeft[i]) == fold(szRight[i]))
-        ++i;
-    return static_cast<int>(static_cast<unsigned>(szLeft[i]) - static_cast<unsigned>(szRight[i]));
+    for (; nCount > 1 && *szLeft != 0 && fold(*szLeft) == fold(*szRight); --nCount, ++szLeft)
+        ++szRight;
+    return static_cast<int>(static_cast<unsigned>(*szLeft) - static_cast<unsigned>(*szRight));
 }
 
-void expectAllCompare(const wchar_t* szLeft, const wchar_t* szRight, std::size_t nStop) {
-    const int nDifference = plainCompare(szLeft, szRight, SIZE_MAX), n = static_cast<int>(nStop);
-    ASSERT_EQ(wcscmp(szLeft, szRight), nDifference) << nStop;
-    ASSERT_EQ(wcscasecmp(szLeft, szRight), plainCompare(szLeft, szRight, SIZE_MAX, true)) << nStop;
-    for (const int nCount : {INT_MIN, -1, 0, 1, 2, n / 2, n, n + 1, n + 2, INT_MAX}) {
-        const std::size_t nLast = nCount < 1 ? 0 : static_cast<std::size_t>(nCount) - 1;
-        const int nUpTo = plainCompare(szLeft, szRight, nLast);
+void expectAllCompare(const wchar_t* szLeft, const wchar_t* szRight, int nStop) {
+    for (const int nCount : {INT_MIN, -1, 0, 1, 2, nStop / 2, nStop, nStop + 1, nStop + 2, INT_MAX}) {
+        const int nUpTo = plainCompare(szLeft, szRight, nCount, false);
         ASSERT_EQ(wcsncmp(szLeft, szRight, nCount), nUpTo) << nStop;
-        ASSERT_EQ(wcsncasecmp(szLeft, szRight, nCount), plainCompare(szLeft, szRight, nLast, true)) << nStop;
+        ASSERT_EQ(wcsncasecmp(szLeft, szRight, nCount), plainCompare(szLeft, szRight, nCount, true)) << nStop;
         for (const vdx::WideKernels* pKernels : vdx::getAllWideKernels()) {
-            ASSERT_EQ(pKernels->pCompare(szLeft, szRight), nDifference) << nStop;
+            const auto nLast = static_cast<std::size_t>(std::max(nCount, 1)) - 1;
             ASSERT_EQ(pKernels->pCompareUpTo(szLeft, szRight, nLast), nUpTo) << nStop;
+            if (nCount == INT_MAX) {
+                ASSERT_EQ(pKernels->pCompare(szLeft, szRight), nUpTo) << nStop;
+            }
         }
     }
+    ASSERT_EQ(wcscmp(szLeft, szRight), plainCompare(szLeft, szRight, INT_MAX, false)) << nStop;
+    ASSERT_EQ(wcscasecmp(szLeft, szRight), plainCompare(szLeft, szRight, INT_MAX, true)) << nStop;
 }
 
 // Both texts end at a page's end; they differ, or the right one ends, at any place.
 TEST(WideCompare, EveryWayAtEveryLengthAndPlaceUpToAGuardPage) {
     WideBuffer lefts(1200), rights(1200);
     for (std::size_t nLength = 0; nLength < 1100; nLength += 1 + nLength / 70) {
+        std::wstring left(nLength, L'a');
+        std::iota(left.begin(), left.end(), L'A');
+        const wchar_t* const szLeft = lefts.copyOf({left.c_str(), nLength + 1});
         for (std::size_t nStop = 0; nStop <= nLength; nStop += 1 + nStop / 70) {
-            std::wstring text(nLength, L'a');
-            for (std::size_t i = 0; i < nLength; ++i)
-                text[i] = static_cast<wchar_t>(L'A' + i % 1000);
-            const wchar_t* const szLeft = lefts.copyOf({text.c_str(), nLength + 1});
-            if (nStop < nLength) text[nStop] ^= 32;
-            if (nStop % 3 == 0) text.resize(nStop);
-            const wchar_t* const szRight = rights.copyOf({text.c_str(), text.size() + 1});
-            expectAllCompare(szLeft, szRight, nStop);
+            std::wstring right = left;
+            if (nStop < nLength) right[nStop] ^= 32;
+            if (nStop % 3 == 0) right.resize(nStop);
+            const wchar_t* const szRight = rights.copyOf({right.c_str(), right.size() + 1});
+            expectAllCompare(szLeft, szRight, static_cast<int>(nStop));
         }
     }
 }
@@ -74,8 +75,7 @@ TEST(WideKernels, EveryWayCopiesEveryLengthUpToTheGuardPageAndBeforeIt) {
         for (std::size_t nLength = 0; nLength <= 130; ++nLength) {
             for (std::size_t nBehind = 0; nBehind <= 40; ++nBehind) {
                 const std::wstring text = std::wstring(nLength, L'x') + std::wstring(nBehind + 1, L'\0');
-                wchar_t* const pTarget = targets.last(nLength + 1);
-                std::fill_n(pTarget, nLength + 1, L'-');
+                wchar_t* const pTarget = targets.copyOf(std::wstring(nLength + 1, L'-'));
                 pKernels->pCopy(pTarget, sources.copyOf(text));
                 ASSERT_EQ(std::wstring(pTarget, nLength + 1), text.substr(0, nLength + 1)) << nBehind;
             }
@@ -101,14 +101,13 @@ TEST(WideCopy, CountedCopyAlwaysTerminatesAndNeverPads) {
 TEST(WidePlaceholders, ConvertNothing) {
     char narrow[4] = "abc";
     wchar_t wide[4] = L"abc";
-    const wchar_t* pEnd = wide;
     EXPECT_EQ(wcstombs(narrow, L"x", 4), -1);
     EXPECT_EQ(mbstowcs(wide, "x", 4), -1);
     EXPECT_EQ(x_mbtowc(wide, "x", 4), -1);
-    EXPECT_EQ(x_wcstol(L"7", &pEnd, 10), -1);
-    EXPECT_EQ(x_wcstod(L"7", &pEnd), -1.0);
+    EXPECT_EQ(x_wcstol(L"7", nullptr, 10), -1);
+    EXPECT_EQ(x_wcstod(L"7", nullptr), -1.0);
     EXPECT_EQ(x_swscanf(L"7", L"%d", nullptr), -1);
-    EXPECT_TRUE(narrow[0] == 'a' && wide[0] == L'a' && pEnd == wide);
+    EXPECT_TRUE(narrow[0] == 'a' && wide[0] == L'a');
 }
 
 }  // namespace
