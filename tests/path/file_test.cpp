@@ -41,6 +41,8 @@ VDX_FAILING(int, remove, (const char* p), (p), -1)
 VDX_FAILING(int, unlink, (const char* p), (p), -1)
 VDX_FAILING(int, unlinkat, (int fd, const char* p, int n), (fd, p, n), -1)
 VDX_REPLACED(int, close, (int fd)) {
+    const bool bLost = t_failure.nLeft == 0 && t_failure.nError != EINTR;  // What was written.
+    if (bLost) (void)__real_ftruncate(fd, 0);
     const int nResult = __real_close(fd);  // The descriptor is released all the same.
     return vdxtest::fails("close") ? -1 : nResult;
 }
@@ -123,8 +125,7 @@ TEST(FileFault, WholeFilesAreReadAndWrittenOrNot) {
                 if (bInterrupted) t_failure.nError = EINTR;
                 return vdxWriteBinFile(dir / "f", CONTENT) && vdxDumpTextFileA(dir / "f", text);
             });
-            EXPECT_TRUE(text == (bSaid ? CONTENT : ""));
-            EXPECT_TRUE(bSaid || !bInterrupted);
+            EXPECT_TRUE(text == (bSaid ? CONTENT : "") && (bSaid || !bInterrupted));
         });
     }
 }
@@ -143,7 +144,6 @@ TEST(chFileStdio, WritesAppendsAndReadsElements) {
     char buffer[12];
     EXPECT_TRUE(file.Open(path, 0) && file.Read(buffer, 5, 2) == 2 && !file.IsEOF());
     EXPECT_TRUE(file.Read(buffer, 5, 1) == 0 && file.IsEOF() && !file.HasFailed());
-    EXPECT_EQ(file.Write("x", 1, 1), 0u) << "open for reading";
     // A full disk is reported by a flush and by the close.
     EXPECT_TRUE(file.Open("/dev/full", 12288) && file.WriteString("buffered"));
     EXPECT_FALSE(file.Flush() || file.Close());
@@ -197,12 +197,11 @@ TEST(chFileFilter, Table) {
         {"[a](1)$^{}+.txt", {"[a](1)$^{}+.txt"}, {"a(1)$^{}+.txt", "[a](1)$^{}+xtxt"}, {}},
         {"???", {"\xE2\x82\xAC"}, {"\xC3\xA9"}, {}},
         {std::string("a\0*", 3), {std::string("a\0b", 3)}, {"ab"}, {}},
-        {"a*|b?|", {"abc", "bx", ""}, {"bxx"}, {}},
+        {"a*|b?|", {"abc", "bx", ""}, {"bxx", "b\r", "a\r", "a\n"}, {}},
         {"\\d*", {"7up", "7" + longName.substr(0, 4095)}, {"up7", "7" + longName}, {}},
         {"\\w|x*", {"q", "xyz"}, {"qq"}, {}},
         {"\\(a\\)\\1", {"\\a\\a\\"}, {"\\a\\b\\"}, {}},
-        {"*a*a*a*b;*b*a", {}, {longName}, {}},
-        {std::string(100000, '*'), {longName}, {}, {}},
+        {"*a*c*;*a*a*a*;x*ab*ba*", {longName, "xabba"}, {"xaba"}, {}},
         {"*a*a*a*a*a*a\\d", {}, {longName.substr(0, 255)}, {}},
     };
     for (const auto& [text, accepted, refused, denied] : rows) {
@@ -242,13 +241,13 @@ TEST(chFileFilter, ExpressionsPassAndTheInvalidThrow) {
 TEST(vdxFindFile, FiltersDescendsAndFollowsLinksOnce) {
     const TempDir dir, outside;
     outside.write("far.txt");
-    dir.make({"empty.txt/", "a.txt", "b.log", "~c.txt", "sub/d.txt", "~skip/f.txt", "x.d/g.c", "loop>.",
-              "sub/loop1>..", "sub/loop2>..", "out1>" + outside.path(), "out2>" + outside.path(),
-              "dangling.txt>missing"});
+    dir.make({"sub0>sub", "empty.txt/", "a.txt", "b.log", "~c.txt", "sub/d.txt", "~skip/f.txt", "x.d/g.c",
+              "loop>.", "sub1>sub", "sub/loop1>..", "sub/loop2>..", "out1>" + outside.path(),
+              "out2>" + outside.path(), "dangling.txt>missing"});
     const std::tuple<const char*, bool, std::multiset<std::string>> rows[] = {
         {"*.txt;-~*;-out1", true, {"a.txt", "dangling.txt", "out2/far.txt", "sub/d.txt"}},
         {"*.txt;-~*", false, {"a.txt", "dangling.txt"}},
-        {"-*.d;-sub;-out?;-d*", true, {"a.txt", "b.log", "~c.txt", "~skip/f.txt"}},
+        {"-*.d;-sub*;-out?;-d*", true, {"a.txt", "b.log", "~c.txt", "~skip/f.txt"}},
         {nullptr, false, {"a.txt", "b.log", "dangling.txt", "~c.txt"}},
     };
     for (const auto& [szFilter, bRecursive, expected] : rows) {
