@@ -67,6 +67,26 @@ TEST(codecVectors, Rfc4648) {
     }
 }
 
+// Decoders give results in pieces; what stands between two of them is neither lost nor doubled.
+TEST(codecDecoders, LongTexts) {
+    std::string strBytes(100'000, '\0');
+    for (std::size_t i = 0; i < strBytes.size(); ++i)
+        strBytes[i] = static_cast<char>(i * i >> 3);
+    const auto inLines = [](const std::string& strText) {
+        std::string strLines;
+        for (std::size_t i = 0; i < strText.size(); i += 77)
+            strLines += strText.substr(i, 77) + "\n";
+        return strLines;
+    };
+    const std::string strHex = vdxBin2Base16(strBytes.data(), size(strBytes));
+    const std::string strBase64 = vdxBin2Base64(strBytes.data(), size(strBytes));
+    EXPECT_TRUE(textOf(vdxText2Bin(vdxBin2Text(strBytes.data(), size(strBytes)))) == strBytes);
+    EXPECT_TRUE(textOf(vdxBase162Bin(strHex)) == strBytes);
+    EXPECT_TRUE(textOf(vdxBase162Bin(inLines(strHex))) == strBytes);
+    EXPECT_TRUE(textOf(vdxBase642Bin(strBase64)) == strBytes);
+    EXPECT_TRUE(textOf(vdxBase642Bin(inLines(strBase64))) == strBytes);
+}
+
 TEST(fetchBytesFromBase16, TakesExactLengthsAndAnyDigits) {
     std::string strOut = "abcd";
     for (const int nLength : {-1, 1, 3, INT_MAX, INT_MIN})
