@@ -19,6 +19,9 @@
 //   log.OpenFileTrace(base, 64, 3);  // Three files of 64 KiB each, such as /var/tmp/relay-0.log.
 //   log.WriteLogLine("started");
 //
+// A file is taken up as it is: when a process was killed in the middle of a line, the
+// next line stands behind that half.
+//
 // Sizes count lines without their newlines and are tested before a write: a file
 // grows by one byte a line more than counted, and exceeds its limit by a line.
 //
