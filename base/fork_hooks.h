@@ -15,6 +15,7 @@ enum class ForkOrder {
     Registry,
     NetworkCallbacks,
     NetworkManager,
+    NetworkSubscriptions,
     NetworkSource,
     StaticObjects,
     Trace,

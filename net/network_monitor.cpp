@@ -74,16 +74,17 @@ const char* networkReachabilityStatusText(int nStatus) {
 
 // --- AFNetworkReachabilityManager -------------------------------------------
 
-// Shared with the notices, which may outlast the monitor.
+// Shared with the notices, which may outlast the monitor. All are guarded by one lock, which a fork takes.
 struct AFNetworkReachabilityManager::Subscription {
-    std::mutex lock;
     NetworkStatusBlock block;
     std::uint64_t nNumber = 0;  // 0: not monitoring.
+
+    static std::mutex& lock() { return vdx::ForkMutex<vdx::ForkOrder::NetworkSubscriptions>::get(); }
 
     void report() {
         NetworkStatusBlock current;
         {
-            const std::lock_guard guard(lock);
+            const std::lock_guard guard(lock());
             current = block;
         }
         std::uint32_t nFlags = 0;
@@ -94,7 +95,7 @@ struct AFNetworkReachabilityManager::Subscription {
     // Ends the one that there was.
     void replaceNumber(std::uint64_t nOther) {
         {
-            const std::lock_guard guard(lock);
+            const std::lock_guard guard(lock());
             std::swap(nNumber, nOther);
         }
         if (nOther != 0) networkSource().unsubscribe(nOther);
@@ -116,8 +117,8 @@ std::vector<std::string> AFNetworkReachabilityManager::localIPAddresses(bool bIP
 }
 
 void AFNetworkReachabilityManager::setReachabilityStatusChangeBlock(NetworkStatusBlock block) {
-    const std::lock_guard guard(m_subscription->lock);
-    m_subscription->block = std::move(block);
+    const std::lock_guard guard(Subscription::lock());
+    m_subscription->block.swap(block);
 }
 
 void AFNetworkReachabilityManager::startMonitoring(bool bReportNow) {
@@ -221,7 +222,13 @@ void UCNetworkReachabilityManager::handleFirstReport(const Monitor& monitor, int
     if (block) block(nStatus);
     const std::lock_guard guard(m_lock);
     // The block may have stopped the monitor, or started another.
-    if (m_monitor == monitor) update();
+    if (m_monitor == monitor) replaceInReport(&UCNetworkReachabilityManager::update);
+}
+
+// The monitor that reports ends before the lock is free: who stops the one that follows finds no other, and
+// so waits for the notification thread's end.
+void UCNetworkReachabilityManager::replaceInReport(Monitor (UCNetworkReachabilityManager::*pReplace)()) {
+    (this->*pReplace)()->stopMonitoring();
 }
 
 void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nStatus) {
@@ -230,7 +237,7 @@ void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nSta
         const std::lock_guard guard(m_lock);
         if (m_monitor != monitor) return;
         if (nStatus == m_nStatus && !takeNewAddresses()) {
-            update();
+            replaceInReport(&UCNetworkReachabilityManager::update);
             return;
         }
         m_nStatus = nStatus;
@@ -242,7 +249,7 @@ void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nSta
         block(nStatus);
     }
     const std::lock_guard guard(m_lock);
-    if (m_monitor == monitor) start();
+    if (m_monitor == monitor) replaceInReport(&UCNetworkReachabilityManager::start);
 }
 
 bool UCNetworkReachabilityManager::takeNewAddresses() {

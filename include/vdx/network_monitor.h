@@ -156,6 +156,7 @@ private:
     Monitor start();
     Monitor update();
     Monitor replaceMonitor(Handler pHandler, bool bReportNow);
+    void replaceInReport(Monitor (UCNetworkReachabilityManager::*pReplace)());
     bool takeNewAddresses();
     bool differsFromStatus() const;
 
@@ -164,7 +165,7 @@ private:
     void handleReport(const Monitor& monitor, int nStatus);
     bool isCurrent(const Monitor& monitor) const;
 
-    mutable std::mutex m_lock;  // Not held while anything is called back or stopped.
+    mutable std::mutex m_lock;  // Not held while anything is called back or a report's end is waited for.
     Monitor m_monitor;
     NetworkStatusBlock m_block;
     int m_nStatus = NetworkReachabilityStatusUnknown;

@@ -219,8 +219,8 @@ protected:
         // A sanitizer's own thread comes with the process's first: before any is counted.
         std::thread([] {}).join();
         m_nDescriptors = peer::openDescriptors();
-        m_nThreads = peer::runningThreads();
         addInterface("eth0");
+        m_nThreads = peer::runningThreads();  // The system has forgotten that one by now, too.
     }
     void TearDown() override {
         unregisterNetworkChangedCallback(counting);
@@ -348,12 +348,16 @@ TEST_F(MonitorInNamespace, EachMonitorGetsEveryReport) {
 TEST_F(MonitorInNamespace, AForkedChildLeavesAndRegistersAnew) {
     begin();
     // The locks are in use while the process forks.
-    const auto busy = [] {
+    const auto own = AFNetworkReachabilityManager::manager();
+    const auto busy = [&] {
+        for (int i = 0; i < 100; ++i)
+            own->setReachabilityStatusChangeBlock([](int) {});
         onNetworkChanged();
         UCNetworkReachabilityManager::sharedManager().isIPsChanged();
     };
-    const auto inChild = [this] {
+    const auto inChild = [&] {
         const long nDescriptors = peer::openDescriptors();
+        own->stopMonitoring();
         unregisterNetworkChangedCallback(counting);
         nCalls = 0;
         registerNetworkChangedCallback(counting);
