@@ -80,7 +80,7 @@ TEST(aesEncrypt128bit, AnyScheduleLengthStaysInBounds) {
 
 TEST(clonePlainWithPadding, Modes) {
     const auto rows = readVectors("padding.vec");
-    EXPECT_EQ(rows.size(), 10U);
+    EXPECT_EQ(rows.size(), 11U);
     const Bytes data = randomBytes(16);
     for (const auto& row : rows) {
         std::vector<int> n;
@@ -183,6 +183,7 @@ TEST(rc4Transfer, KeysWithoutSizeAndTooLongOnes) {
     for (const int nSize : {0, INT_MIN})
         EXPECT_EQ(keyStream(key.data(), nSize, 64), keyStream(nullptr, 5, 64));
     EXPECT_EQ(keyStream(key.data(), 300, 64), keyStream(key.data(), 256, 64));
+    EXPECT_NE(keyStream(key.data(), 256, 64), keyStream(key.data(), 255, 64));
 }
 
 }  // namespace

@@ -80,6 +80,8 @@ TYPED_TEST(SampleBuffer, RoomAndSilenceKeepSizeContentAndPlace) {
     const void* pRoom = buffer.GetBuffer();
     buffer.AllocSampleBuffer(10);
     buffer.AppendMuteSample(900);
+    buffer.AllocSampleBuffer(0);
+    buffer.AppendMuteSample(0);
     for (const int n : {-1, INT_MIN}) {
         if constexpr (std::is_same_v<TypeParam, pcm16Sample>) {
             EXPECT_THROW(buffer.AllocSampleBuffer(n), std::length_error);

@@ -1,5 +1,5 @@
-// Every set of inner loops that this processor runs at every length, up to a guarded page. That all decoders
-// give the same for texts of any kind is the fuzz target's to show.
+// Every set of inner loops that this processor runs at every length, up to a guarded page, and on every
+// character at every place of a block. Texts of many kinds: fuzz/codecs_fuzz.cpp.
 #include <gtest/gtest.h>
 
 #include "support/guarded_buffer.h"
@@ -34,6 +34,12 @@ protected:
         EXPECT_EQ(std::string(bytes.begin(), bytes.end()), strBytes);
     }
 
+    static void expectAgreement(decltype(codecText2Bin) pDecode, const std::string& strText) {
+        const auto bytes = pDecode(portableCodecKernels, strText);
+        for (const codecKernels* pSet : getAllCodecKernels())
+            ASSERT_EQ(pDecode(*pSet, strText), bytes) << pSet->szName << ": " << strText;
+    }
+
     const codecKernels* m_pSet = nullptr;
     GuardedBuffer<char> m_in{1000}, m_out{1000};
 };
@@ -59,6 +65,27 @@ TEST_F(codecKernelsTest, BytesToTextAndBackAtEveryLength) {
             char* const pOut = m_out.copyOf(std::string(strBytes.size(), '?'));
             EXPECT_TRUE(codecFetchBase16(*pSet, {m_in.copyOf(strHex), strHex.size()}, pOut, n));
             EXPECT_EQ(std::string(pOut, strBytes.size()), strBytes);
+        }
+    }
+}
+
+TEST_F(codecKernelsTest, AnyCharacterAtAnyPlace) {
+    std::string strBytes;
+    for (int i = 0; i < 70; ++i)
+        strBytes += static_cast<char>(37 * i);
+    const std::pair<decltype(codecText2Bin)*, std::string> rows[] = {
+        {codecText2Bin, plainText(codecBin2Text, strBytes)},
+        {codecBase162Bin, plainText(codecBin2Base16, strBytes)},
+        {codecBase642Bin, plainText(codecBin2Base64, strBytes)},
+    };
+    for (const auto& [pDecode, strClean] : rows) {
+        for (int c = 0; c < 256; ++c) {
+            ASSERT_NO_FATAL_FAILURE(expectAgreement(pDecode, std::string(200, static_cast<char>(c))));
+            for (std::size_t i = 0; i < std::min<std::size_t>(strClean.size(), 96); ++i) {
+                std::string strText = strClean;
+                strText[i] = static_cast<char>(c);
+                ASSERT_NO_FATAL_FAILURE(expectAgreement(pDecode, strText));
+            }
         }
     }
 }
