@@ -191,6 +191,19 @@ TEST_F(chXmlFiles, WhatIsOnTheDiskAtEachStep) {
     }
 }
 
+// A companion that cannot be removed or renamed is neither taken for whole nor written through.
+TEST_F(chXmlFiles, CompanionsThatStay) {
+    const std::string szVictim = m_dir.write("victim", "<safe/>");
+    const TempDir linked, stuck, lost;
+    std::filesystem::create_symlink(szVictim, linked / "f.new");
+    EXPECT_EQ(1, perform({"", "f", nullptr, false}, linked, {0, EIO, "unlink"}).exitCode());
+    EXPECT_EQ("<safe/>", TempDir::read(szVictim));
+    EXPECT_EQ(1, perform({"", "f", "f.old", false}, stuck, {0, EIO, "unlink"}).exitCode());
+    EXPECT_EQ("former", topOf(stuck / "f"));
+    EXPECT_EQ(1, perform({"", "f.old", "f.new", true}, lost, {0, EIO, "rename", 2}).exitCode());
+    EXPECT_EQ("former", topOf(lost / "f"));
+}
+
 // Saves one version after the other, each in an element with a name and a length of its own, and tells of it.
 [[noreturn]] void saveVersions(const std::string& szPath, int nVersion, int nPipe) {
     for (;;) {
