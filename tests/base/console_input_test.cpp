@@ -62,7 +62,7 @@ TEST(consoleKeys, SequencesOfManyTerminals) {
     };
     for (const auto& [szName, strBytes, expected] : rows)
         EXPECT_EQ(keys(strBytes), expected) << szName;
-    for (const char* szUnknown : {"16~", "22~", "25~", "99999999999~", "~", "Z", "[F"})
+    for (const char* szUnknown : {"16~", "22~", "25~", "99999999999~", "~", "Z", "[F", "<A"})
         EXPECT_EQ(keys("\x1b[" + std::string(szUnknown)), std::vector<int>{chKeyUnknown}) << szUnknown;
 }
 

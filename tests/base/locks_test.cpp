@@ -138,11 +138,22 @@ struct Slow {
 
 }  // namespace
 
-TEST(Singleton, ThreadsThatComeDuringCreationGetTheSameObject) {
+// A fork waits for the object: the child would not have the thread that makes it.
+TEST(Singleton, ThreadsAndForksDuringCreationGetTheSameObject) {
     EXPECT_THROW(vdx::Singleton<Slow>::getInstance(), std::bad_alloc);
     EXPECT_EQ(vdx::Singleton<Slow>::findInstance(), nullptr);
     Slow* aFound[8];
-    runTogether(8, [&](int i) { aFound[i] = &vdx::Singleton<Slow>::getInstance(); });
+    runTogether(9, [&](int i) {
+        if (i < 8) {
+            aFound[i] = &vdx::Singleton<Slow>::getInstance();
+            return;
+        }
+        vdxSleep(60);
+        runInChild([] {
+            alarm(10);
+            EXPECT_NE(&vdx::Singleton<Slow>::getInstance(), nullptr);
+        });
+    });
     EXPECT_EQ(std::set<Slow*>(aFound, aFound + 8), std::set{vdx::Singleton<Slow>::findInstance()});
     EXPECT_EQ(Slow::s_nTried, 2);
 }
