@@ -70,10 +70,12 @@ TEST(chFileTrace, OpeningTidiesWhatIsThere) {
         {"the smallest number of files", 1, INT_MIN, {{name(0), "0"}, {name(INT_MAX), "+\n"}}},
     };
     for (const auto& [szLabel, nFound, nCount, expected] : rows) {
-        const TempDir dir;
+        const TempDir dir, before;
         for (int i = 0; i < nFound; ++i)
             dir.write(name(i), std::to_string(i));
         chFileTrace log;
+        log.OpenFileTrace(before / "t", 0, 0);
+        log.WriteLogLine("-");  // Opens that file, which gets no more.
         log.OpenFileTrace(dir / "t", 1, nCount);
         log.WriteLogLine("+");
         EXPECT_EQ(contents(dir), expected) << szLabel;
