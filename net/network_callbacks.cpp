@@ -27,6 +27,7 @@ struct CallbackList {
 
     std::mutex lock;
     std::vector<std::shared_ptr<Entry>> entries;
+    std::uint64_t nStarts = 0;  // How often the list has become one entry long.
 };
 
 CallbackList& callbacks() {
@@ -60,13 +61,30 @@ const char* lineOf(int nStatus) {
     }
 }
 
+void call(const std::vector<std::shared_ptr<Entry>>& entries) {
+    for (const std::shared_ptr<Entry>& entry : entries) {
+        if (entry->bRemoved) continue;
+        if (!entry->callback) throw std::bad_function_call();
+        (*entry->callback)();
+    }
+}
+
+// The entries, unless another start of the monitor has filled the list since nStart.
+std::vector<std::shared_ptr<Entry>> entriesOf(std::uint64_t nStart) {
+    CallbackList& list = callbacks();
+    const std::lock_guard guard(list.lock);
+    if (list.nStarts != nStart) return {};
+    return list.entries;
+}
+
 // The library's own status block. It runs on the notification thread, where nobody
-// could catch what a callback throws.
-void handleStatus(int nStatus) {
+// could catch what a callback throws. Of a monitor that ends it calls none of the next one's callbacks: who
+// removes those does not wait for it.
+void handleStatus(std::uint64_t nStart, int nStatus) {
     if (const char* szLine = lineOf(nStatus))
         SpdLog_ModuleTrace(vdx::ModuleLogLevel::Info, "xBase", "%s", szLine);
     try {
-        onNetworkChanged();
+        call(entriesOf(nStart));
     } catch (const std::exception& error) {
         vdxOutputWarningString("network callback: %s", error.what());
     } catch (...) {
@@ -84,7 +102,8 @@ void registerNetworkChangedCallback(std::shared_ptr<std::function<void()>> callb
     list.entries.push_back(std::move(entry));
     if (list.entries.size() > 1) return;
     auto& manager = UCNetworkReachabilityManager::sharedManager();
-    manager.setReachabilityStatusChangeBlock(handleStatus);
+    manager.setReachabilityStatusChangeBlock(
+        [nStart = ++list.nStarts](int nStatus) { handleStatus(nStart, nStatus); });
     manager.startNetworkMonitor();
 }
 
@@ -111,9 +130,5 @@ void onNetworkChanged() {
         const std::lock_guard guard(list.lock);
         entries = list.entries;
     }
-    for (const std::shared_ptr<Entry>& entry : entries) {
-        if (entry->bRemoved) continue;
-        if (!entry->callback) throw std::bad_function_call();
-        (*entry->callback)();
-    }
+    call(entries);
 }

@@ -92,13 +92,16 @@ struct AFNetworkReachabilityManager::Subscription {
         if (current) current(bKnown ? statusOf(nFlags) : NetworkReachabilityStatusUnknown);
     }
 
-    // Ends the one that there was.
-    void replaceNumber(std::uint64_t nOther) {
+    // Ends the one that there was. The number is made and kept under the lock, which a report takes first:
+    // a block that stops the monitor finds it.
+    template <class Make>
+    void replaceNumber(Make makeNumber) {
+        std::uint64_t nBefore;
         {
             const std::lock_guard guard(lock());
-            std::swap(nNumber, nOther);
+            nBefore = std::exchange(nNumber, makeNumber());
         }
-        if (nOther != 0) networkSource().unsubscribe(nOther);
+        if (nBefore != 0) networkSource().unsubscribe(nBefore);
     }
 };
 
@@ -122,12 +125,14 @@ void AFNetworkReachabilityManager::setReachabilityStatusChangeBlock(NetworkStatu
 }
 
 void AFNetworkReachabilityManager::startMonitoring(bool bReportNow) {
-    m_subscription->replaceNumber(
-        networkSource().subscribe([subscription = m_subscription] { subscription->report(); }, bReportNow));
+    m_subscription->replaceNumber([&] {
+        return networkSource().subscribe([subscription = m_subscription] { subscription->report(); },
+                                         bReportNow);
+    });
 }
 
 void AFNetworkReachabilityManager::stopMonitoring() {
-    m_subscription->replaceNumber(0);
+    m_subscription->replaceNumber([] { return std::uint64_t{0}; });
 }
 
 bool AFNetworkReachabilityManager::networkReachability(std::uint32_t& nFlags) const {

@@ -39,7 +39,12 @@ protected:
     std::uint64_t subscribe(std::function<void()> fresh, bool bNow) override {
         notice = std::move(fresh);
         bDue = bNow;
-        return ++nSubscription;
+        ++nSubscription;
+        if (bAtOnce) {
+            reporting = std::thread(notice);
+            std::this_thread::sleep_for(milliseconds(50));
+        }
+        return nSubscription;
     }
     void unsubscribe(std::uint64_t nNumber) override {
         if (nNumber != nSubscription) return;
@@ -80,7 +85,8 @@ protected:
     std::uint32_t nRouteFlags = NetworkReachabilityFlagReachable;
     Texts ipv4{"192.0.2.1"}, ipv6;
     int nPaused = 0, nCalls = 0;
-    bool bDue = false;
+    bool bDue = false, bAtOnce = false;
+    std::thread reporting;
     std::uint64_t nSubscription = 0;
     std::function<void()> notice;
     Callback counting = callback([this] { ++nCalls; });
@@ -165,6 +171,38 @@ TEST_F(MonitorRules, TheLastOneMayLeaveFromAReport) {
     };
     ipv4 = {"192.0.2.9"};
     expectChange();
+}
+
+// Whoever removes the next one's callbacks waits for the next monitor alone.
+TEST_F(MonitorRules, AMonitorThatEndsCallsNoneOfTheNext) {
+    begin();
+    int nOthers = 0;
+    const Callback other = callback([&] { ++nOthers; });
+    std::function<void()> replace = [&] {
+        unregisterNetworkChangedCallback(counting);
+        registerNetworkChangedCallback(other);
+    };
+    vdx::setModuleLogSink(
+        [](int, const char*, const char*, void* pReplace) {
+            if (const auto once = std::exchange(*static_cast<decltype(&replace)>(pReplace), nullptr)) once();
+        },
+        &replace);
+    ipv4.clear();
+    EXPECT_EQ(change(), 2);
+    EXPECT_EQ(nCalls, 0);
+    EXPECT_EQ(nOthers, 1);
+    unregisterNetworkChangedCallback(other);
+}
+
+// A thread that starts may be slow: its monitor's first report comes, and ends the monitor, before it goes
+// on.
+TEST_F(MonitorRules, AFirstReportMayStopItsMonitor) {
+    bAtOnce = true;
+    const auto own = AFNetworkReachabilityManager::manager();
+    own->setReachabilityStatusChangeBlock([&](int) { own->stopMonitoring(); });
+    own->startMonitoring(true);
+    reporting.join();
+    EXPECT_FALSE(notice);
 }
 
 TEST_F(MonitorRules, ThrowingCallbacksEndInAWarning) {
