@@ -38,6 +38,7 @@ VDX_API void registerNetworkChangedCallback(std::shared_ptr<std::function<void()
 // Removes all entries of a callback; the last one ends the monitor: on return no
 // callback runs and no thread is left. (From a callback: the thread ends after it.)
 // Another thread must not hold a lock meanwhile that a running callback waits for.
+// Of threads that remove the same callback at once, the one that finds it waits.
 VDX_API void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
 
 // Calls every registered callback in order, on the calling thread. An empty one throws
@@ -95,6 +96,7 @@ public:
     void startMonitoring(bool bReportNow);
 
     // On return no report runs (except the one from which it is called).
+    // Of threads that stop it at once, the first one waits.
     void stopMonitoring();
 
     // The current flags; false when the system does not tell.
