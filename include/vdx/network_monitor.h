@@ -36,7 +36,8 @@
 VDX_API void registerNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
 
 // Removes all entries of a callback; the last one ends the monitor: on return no
-// callback runs and no thread is left. (From a callback: the thread ends after it.)
+// callback runs and no thread is left. (From a callback: the thread ends after it, and
+// who removes that callback once more meanwhile does not wait.)
 // Another thread must not hold a lock meanwhile that a running callback waits for.
 // Of threads that remove the same callback at once, the one that finds it waits.
 VDX_API void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
@@ -126,7 +127,8 @@ public:
     // something changed since the last report.
     void updateNetworkMonitor();
 
-    // Ends monitoring; on return no report runs, except the one from which it is called.
+    // Ends monitoring; on return no report of the present monitor runs, except the one from
+    // which it is called. A report whose monitor another thread has replaced comes to its end.
     void stopNetworkMonitor();
 
     // Whether the addresses differ from those known, which they replace.
