@@ -138,7 +138,10 @@ TEST(aesEncrypt, BadLengthsAndUnsupportedKeySizes) {
     // Blocks are handed on then, though there is a schedule of an earlier key.
     for (const int nSize : {INT_MIN, -1, 0, 1, 15, 17, 31, 33, 240, 300}) {
         GuardedBuffer<unsigned char> key(static_cast<std::size_t>(std::max(nSize, 0)));
+        std::fill_n(key.data(), std::max(nSize, 0), 0x5A);
         cipher.SetKey(key.data(), nSize);
+        // The object begins with its schedule, which takes what fits of such a key.
+        EXPECT_EQ(std::memcmp(&cipher, key.data(), static_cast<std::size_t>(std::clamp(nSize, 0, 240))), 0);
         EXPECT_EQ(cipher.Encrypt(data.data(), 32, PaddingZeros), data) << nSize;
         EXPECT_EQ(cipher.Decrypt(data.data(), 32, PaddingZeros), data) << nSize;
     }
