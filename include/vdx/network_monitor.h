@@ -89,7 +89,7 @@ public:
     AFNetworkReachabilityManager(const AFNetworkReachabilityManager&) = delete;
     AFNetworkReachabilityManager& operator=(const AFNetworkReachabilityManager&) = delete;
 
-    // Called with every report, on the notification thread.
+    // Called with every report, on the notification thread. It must not throw.
     void setReachabilityStatusChangeBlock(NetworkStatusBlock block);
 
     // With bReportNow the current status is reported at once, not only after a change.
