@@ -7,18 +7,10 @@
 #include <string>
 #include <vector>
 
-using Bytes = std::vector<unsigned char>;
+#include "support/bytes.h"
 
 inline void require(bool bHolds) {
     if (!bHolds) std::abort();
-}
-
-inline std::string textOf(const Bytes& bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
-inline int sizeOf(const Bytes& bytes) {
-    return static_cast<int>(bytes.size());
 }
 
 // The target's work on one input, which stands in memory of exactly its size: the address sanitizer

@@ -11,7 +11,7 @@
 
 #include "crypto/aes_blocks.h"
 #include "crypto/aes_engine.h"
-#include "crypto/crypto_test.h"
+#include "support/bytes.h"
 #include "support/guarded_buffer.h"
 #include "support/vectors.h"
 
@@ -96,24 +96,6 @@ TEST(clonePlainWithPadding, Modes) {
     const Bytes filled = clonePlainWithPadding(data.data(), 5, 16, PaddingISO10126);
     ASSERT_EQ(filled.size(), 16U);
     EXPECT_EQ(filled.back(), 11);
-}
-
-// On both sides of the steps in which results grow. That a buffer is its padded copy with every block
-// encrypted alone, and comes back, is the fuzz target's to show for any data.
-TEST(aesEncrypt, LongBuffersAreTheSameBlocksAndComeBack) {
-    const Bytes key = randomBytes(32), data = randomBytes(5000);
-    const aesEncrypt cipher(key.data(), 32);
-    for (const int nStep : {2000, 4050, 4950}) {
-        for (int nSize = nStep; nSize <= nStep + 50; ++nSize) {
-            const Bytes secret = cipher.Encrypt(data.data(), nSize, PaddingPKCS7);
-            Bytes expected = clonePlainWithPadding(data.data(), nSize, 16, PaddingPKCS7);
-            aesPortableEngine.encrypt(expand(aesPortableEngine, key).data(), 14, expected.data(),
-                                      expected.data(), expected.size() / 16);
-            ASSERT_EQ(secret, expected) << nSize;
-            const Bytes plain(data.begin(), data.begin() + nSize);
-            ASSERT_EQ(cipher.Decrypt(secret.data(), sizeOf(secret), PaddingPKCS7), plain) << nSize;
-        }
-    }
 }
 
 TEST(aesEncrypt, DecryptLooksAtTheLastByteOnly) {

@@ -7,7 +7,7 @@
 #include <vdx/codecs.h>
 #include <vdx/password.h>
 
-#include "crypto/crypto_test.h"
+#include "support/bytes.h"
 
 namespace {
 
@@ -18,11 +18,12 @@ Bytes cascade(const Bytes& plain, const unsigned char* key, int nKeySize) {
     return bytes;
 }
 
-std::string textOf(const Bytes& bytes) {
+std::string base64Of(const Bytes& bytes) {
     return vdxBin2Base64(bytes.data(), sizeOf(bytes));
 }
 
-// On both sides of the length up to which the default key's stream is kept.
+// On both sides of the length up to which the default key's stream is kept. That decryption gives the text
+// back is the fuzz target's to show.
 TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
     const Bytes key = randomBytes(300);
     const std::pair<const unsigned char*, int> keys[] = {{nullptr, 99},     {key.data(), 16},
@@ -30,12 +31,11 @@ TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
                                                          {key.data(), 300}, {key.data(), INT_MIN}};
     for (const std::size_t n : {1U, 15U, 16U, 17U, 255U, 256U, 257U, 5000U}) {
         const std::string strPlain(n, 'p');
-        Bytes plain(strPlain.begin(), strPlain.end());
+        Bytes plain = bytesOf(strPlain);
         for (const auto& [pKey, nKey] : keys) {
             SCOPED_TRACE(std::to_string(n) + " key " + std::to_string(nKey));
             const Bytes expected = cascade(plain, pKey, nKey);
-            EXPECT_EQ(pswEncryptEx(strPlain, pKey, nKey), textOf(expected));
-            EXPECT_EQ(pswDecryptEx(textOf(expected), pKey, nKey), strPlain);
+            EXPECT_EQ(pswEncryptEx(strPlain, pKey, nKey), base64Of(expected));
             EXPECT_EQ(pswEncryptEx(plain.data(), sizeOf(plain), pKey, nKey), expected);
             Bytes modified = expected, padded = plain;
             padded.resize(expected.size());
@@ -43,7 +43,6 @@ TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
             EXPECT_NE(modified, expected) << "kept: the caller's bytes go through RC4";
         }
         EXPECT_EQ(pswEncrypt(strPlain), pswEncryptEx(strPlain, nullptr, 0));
-        EXPECT_EQ(pswDecrypt(pswEncrypt(strPlain)), strPlain);
     }
     EXPECT_EQ(pswEncrypt(""), "");
 }
@@ -54,15 +53,15 @@ TEST(DefaultKey, IsReadAtEachUse) {
         Bytes data(32, 'd');
         rc4Transfer(key, 16).Transfer(data.data(), 16);
         Bytes secret = aesEncrypt(key, 16).Encrypt(data.data(), 32, PaddingZeros);
-        return textOf(secret) + pswEncryptEx("secret", key, 16);
+        return base64Of(secret) + pswEncryptEx("secret", key, 16);
     };
     char own[] = "first key, 16 by";
-    const std::string strUsual = secrets(bytesOf("QuietHarborLamps"));
+    const std::string strUsual = secrets(bytesOf("QuietHarborLamps").data());
     EXPECT_EQ(secrets(nullptr), strUsual);
     szMorvaneKey = own;
-    EXPECT_EQ(secrets(nullptr), secrets(bytesOf(own)));
+    EXPECT_EQ(secrets(nullptr), secrets(bytesOf(own).data()));
     own[15] = 'x';
-    EXPECT_EQ(secrets(nullptr), secrets(bytesOf(own)));
+    EXPECT_EQ(secrets(nullptr), secrets(bytesOf(own).data()));
     EXPECT_NE(secrets(nullptr), strUsual);
     szMorvaneKey = nullptr;
     EXPECT_EQ(secrets(nullptr), strUsual);
@@ -74,7 +73,8 @@ TEST(pswDecrypt, TextThatIsNoCipherText) {
     EXPECT_EQ(pswDecrypt("!?*"), "");
     const std::string strText = pswEncrypt("secret");
     EXPECT_EQ(pswDecrypt(" " + strText.substr(0, 9) + "\r\n-" + strText.substr(9)), "secret");
-    EXPECT_EQ(pswDecryptEx(strText, bytesOf("quite another ke"), 16).find("secret"), std::string::npos);
+    EXPECT_EQ(pswDecryptEx(strText, bytesOf("quite another ke").data(), 16).find("secret"),
+              std::string::npos);
     EXPECT_EQ(pswDecrypt(pswEncrypt(std::string("cut\0off", 7))), "cut");
 }
 

@@ -20,11 +20,3 @@ inline std::vector<std::vector<std::string>> readVectors(const std::string& strN
     }
     return rows;
 }
-
-inline std::vector<unsigned char> bytesOfHex(const std::string& strHex) {
-    std::vector<unsigned char> bytes;
-    for (std::size_t i = 0; i + 1 < strHex.size(); i += 2) {
-        bytes.push_back(static_cast<unsigned char>(std::stoi(strHex.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}

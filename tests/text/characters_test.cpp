@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 #include <vdx/words.h>
 
+#include "support/bytes.h"
 #include "support/vectors.h"
 
 using namespace std::string_literals;
@@ -53,8 +54,7 @@ TEST(Utf8, DecodesCountsAndStepsBothWays) {
     rows.push_back({"empty", "", "0", "0", "0"});
     for (const auto& row : rows) {
         SCOPED_TRACE(row[0]);
-        const auto bytes = bytesOfHex(row[1]);
-        const std::string text(bytes.begin(), bytes.end());
+        const std::string text = textOf(bytesOfHex(row[1]));
         const int nWord = std::stoi(row[2], nullptr, 16), nAdvance = std::stoi(row[4]);
         EXPECT_EQ(chUTF8Word(text), nWord);
         std::string appended = text;

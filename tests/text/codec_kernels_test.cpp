@@ -34,12 +34,6 @@ protected:
         EXPECT_EQ(std::string(bytes.begin(), bytes.end()), strBytes);
     }
 
-    static void expectAgreement(decltype(codecText2Bin) pDecode, const std::string& strText) {
-        const auto bytes = pDecode(portableCodecKernels, strText);
-        for (const codecKernels* pSet : getAllCodecKernels())
-            ASSERT_EQ(pDecode(*pSet, strText), bytes) << pSet->szName << ": " << strText;
-    }
-
     const codecKernels* m_pSet = nullptr;
     GuardedBuffer<char> m_in{1000}, m_out{1000};
 };
@@ -79,12 +73,13 @@ TEST_F(codecKernelsTest, AnyCharacterAtAnyPlace) {
         {codecBase642Bin, plainText(codecBin2Base64, strBytes)},
     };
     for (const auto& [pDecode, strClean] : rows) {
-        for (int c = 0; c < 256; ++c) {
-            ASSERT_NO_FATAL_FAILURE(expectAgreement(pDecode, std::string(200, static_cast<char>(c))));
-            for (std::size_t i = 0; i < std::min<std::size_t>(strClean.size(), 96); ++i) {
+        for (std::size_t i = 0; i < std::min<std::size_t>(strClean.size(), 96); ++i) {
+            for (int c = 0; c < 256; ++c) {
                 std::string strText = strClean;
                 strText[i] = static_cast<char>(c);
-                ASSERT_NO_FATAL_FAILURE(expectAgreement(pDecode, strText));
+                const auto expected = pDecode(portableCodecKernels, strText);
+                for (const codecKernels* pSet : getAllCodecKernels())
+                    ASSERT_EQ(pDecode(*pSet, strText), expected) << pSet->szName << ": " << strText;
             }
         }
     }

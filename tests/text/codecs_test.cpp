@@ -6,19 +6,12 @@
 #include <climits>
 #include <tuple>
 
+#include "support/bytes.h"
 #include "support/vectors.h"
 
 using namespace std::string_literals;
 
 namespace {
-
-std::string textOf(const std::vector<unsigned char>& bytes) {
-    return {bytes.begin(), bytes.end()};
-}
-
-int size(const std::string& strBytes) {
-    return static_cast<int>(strBytes.size());
-}
 
 const std::string s_strPrefix(34, '\1');  // Of quoted strings.
 
@@ -62,29 +55,24 @@ TEST(codecVectors, Rfc4648) {
     for (const auto& row : rows) {
         const std::string strPlain = row[1] == "-" ? "" : row[1], strCoded = row[1] == "-" ? "" : row[2];
         const bool b64 = row[0] == "base64";
-        EXPECT_EQ((b64 ? vdxBin2Base64 : vdxBin2Base16)(strPlain.data(), size(strPlain)), strCoded);
+        EXPECT_EQ((b64 ? vdxBin2Base64 : vdxBin2Base16)(strPlain.data(), sizeOf(strPlain)), strCoded);
         EXPECT_EQ(textOf((b64 ? vdxBase642Bin : vdxBase162Bin)(strCoded)), strPlain) << strCoded;
     }
 }
 
 // Decoders give results in pieces; what stands between two of them is neither lost nor doubled.
 TEST(codecDecoders, LongTexts) {
-    std::string strBytes(100'000, '\0');
-    for (std::size_t i = 0; i < strBytes.size(); ++i)
-        strBytes[i] = static_cast<char>(i * i >> 3);
-    const auto inLines = [](const std::string& strText) {
-        std::string strLines;
-        for (std::size_t i = 0; i < strText.size(); i += 77)
-            strLines += strText.substr(i, 77) + "\n";
-        return strLines;
+    const Bytes bytes = randomBytes(100'000);
+    const auto inLines = [](std::string strText) {
+        for (std::size_t i = 77; i < strText.size(); i += 78)
+            strText.insert(i, 1, '\n');
+        return strText;
     };
-    const std::string strHex = vdxBin2Base16(strBytes.data(), size(strBytes));
-    const std::string strBase64 = vdxBin2Base64(strBytes.data(), size(strBytes));
-    EXPECT_TRUE(textOf(vdxText2Bin(vdxBin2Text(strBytes.data(), size(strBytes)))) == strBytes);
-    EXPECT_TRUE(textOf(vdxBase162Bin(strHex)) == strBytes);
-    EXPECT_TRUE(textOf(vdxBase162Bin(inLines(strHex))) == strBytes);
-    EXPECT_TRUE(textOf(vdxBase642Bin(strBase64)) == strBytes);
-    EXPECT_TRUE(textOf(vdxBase642Bin(inLines(strBase64))) == strBytes);
+    const std::string strHex = vdxBin2Base16(bytes.data(), sizeOf(bytes));
+    const std::string strBase64 = vdxBin2Base64(bytes.data(), sizeOf(bytes));
+    EXPECT_TRUE(vdxText2Bin(' ' + vdxBin2Text(bytes.data(), sizeOf(bytes))) == bytes);
+    EXPECT_TRUE(vdxBase162Bin(strHex) == bytes && vdxBase162Bin(inLines(strHex)) == bytes);
+    EXPECT_TRUE(vdxBase642Bin(strBase64) == bytes && vdxBase642Bin(inLines(strBase64)) == bytes);
 }
 
 TEST(fetchBytesFromBase16, TakesExactLengthsAndAnyDigits) {
@@ -98,7 +86,7 @@ TEST(fetchBytesFromBase16, TakesExactLengthsAndAnyDigits) {
     const std::pair<std::string, std::string> rows[] = {
         {"4a4B", "JKcd"}, {"zz", "\xFF"}, {"z5", "\xF5"}, {"5z", "\xFF"}, {"\xFF\x31", "\xF1"}};
     for (const auto& [strText, strBytes] : rows) {
-        EXPECT_TRUE(fetchBytesFromBase16(strText, strOut.data(), size(strText) / 2));
+        EXPECT_TRUE(fetchBytesFromBase16(strText, strOut.data(), sizeOf(strText) / 2));
         EXPECT_EQ(strOut.substr(0, strBytes.size()), strBytes) << strText;
     }
 }
@@ -143,7 +131,7 @@ TEST(fromQuotaString, ReadsUpToTheClosingQuote) {
         std::string strOut = "before-";
         EXPECT_EQ(fromQuotaString(row[0], strOut), std::stoi(row[1])) << row[0];
         const std::string strExpected = row[2] == "-" ? "" : row[2];
-        EXPECT_EQ(toQuotaString(strOut.data(), size(strOut)), s_strPrefix + "before-" + strExpected + '"')
+        EXPECT_EQ(toQuotaString(strOut.data(), sizeOf(strOut)), s_strPrefix + "before-" + strExpected + '"')
             << row[0];
     }
     std::string strBoth = "\"ab\\n";

@@ -2,7 +2,6 @@
 #include <vdx/rounding.h>
 
 #include <cmath>
-#include <random>
 
 #include <gtest/gtest.h>
 
@@ -30,20 +29,6 @@ TEST(Rounding, ToMultiplesAndToDecimalPlaces) {
     EXPECT_TRUE(std::isnan(mathNear(1, std::nan(""))));
     EXPECT_TRUE(std::isnan(mathRound(std::nan(""), 2)));
     EXPECT_TRUE(std::signbit(mathCeil(-0.5)));
-}
-
-TEST(Rounding, MultiplesEncloseTheValue) {
-    std::mt19937_64 random(1);
-    std::uniform_real_distribution<double> values(-1e6, 1e6), steps(1e-3, 1e3);
-    for (int i = 0; i < 100000; ++i) {
-        const double dValue = values(random), dStep = steps(random), dHalves = std::floor(dValue) / 2;
-        ASSERT_LE(mathFloor(dValue, dStep), dValue) << dStep;
-        ASSERT_GE(mathCeil(dValue, dStep), dValue) << dStep;
-        ASSERT_LE(std::fabs(mathNear(dValue, dStep) - dValue), dStep * 0.5000001) << dValue;
-        ASSERT_EQ(mathFloor(dValue), std::floor(dValue));
-        ASSERT_EQ(mathNear(dHalves), std::nearbyint(dHalves));
-        ASSERT_EQ(mathRound(dHalves), std::round(dHalves));
-    }
 }
 
 }  // namespace
