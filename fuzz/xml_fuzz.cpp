@@ -17,13 +17,16 @@ void throughTheDoors(const std::string& szText) {
     chXmlAttributeObject body;
     for (chXmlObject* pHandle :
          std::initializer_list<chXmlObject*>{&content, &element, &declaration, &body}) {
-        for (int nTime = 0; nTime < 2; ++nTime) {  // The second time into what is there already.
+        std::string szAttributes[2];
+        for (std::string& szNow : szAttributes) {  // The second time into what is there already.
             try {
                 require(pHandle->parseContent(szText).size() <= szText.size());
             } catch (const char* szStopped) {
                 require(szStopped >= szText.data() && szStopped <= szText.data() + szText.size());
             }
+            szNow = pHandle->ExportAttributes();
         }
+        require(szAttributes[0] == szAttributes[1]);
         require(pHandle->clone().ExportElement(true) == pHandle->ExportElement(true));
     }
 }

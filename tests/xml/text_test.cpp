@@ -18,7 +18,7 @@ std::string parsed(const std::string& szText) {
     return dump(chXmlDocument::ParseDocument(szText));
 }
 
-// Each rule and oddity of the contract; the rows hold for the model as well.
+// Each rule and oddity of the contract. What cannot be read is the fuzz target's to show.
 TEST_F(chXmlParser, Table) {
     const std::pair<const char*, const char*> CASES[] = {
         {" \r\n\t", ""},
@@ -34,27 +34,18 @@ TEST_F(chXmlParser, Table) {
         {"<a/ ></a/>", "(4 'a/')"},
     };
     for (const auto& [szText, szChildren] : CASES) {
-        const std::string szTree = std::string("(6 ''") + szChildren + ")";
-        EXPECT_EQ(szTree, parsed(szText)) << szText;
-        EXPECT_EQ(szTree, modelDump(szText)) << szText;
+        EXPECT_EQ(std::string("(6 ''") + szChildren + ")", parsed(szText)) << szText;
     }
 }
 
-// And where it stopped is kept: 39 bytes from there.
+// Where the last reading stopped is kept: 39 bytes from there.
 TEST_F(chXmlParser, UnreadableGivesAnEmptyDocument) {
-    // clang-format off
-    const char* const CASES[] = {
-        "x", "<a></a>trailing", "<a>x</A>", "<a><b></a>", "</a>", "<a", "<", "<></>", "<a></a", "<!-- x",
-        "<!--->", "<![CDATA[ x", "<?xml", "<? ?>", "<a b>", "<a b=c>", "<a b='x/>", "<a b=\"x>y\"/>", "<a ='1'/>",
-        "<a \"b='1'/>", "<a=b/>", "<a<b/>", "<a b=x'1'/>", "<!DOCTYPE r><r/>",
-        "<a/>0123456789012345678901234567890123456789"};
-    // clang-format on
-    for (const char* szText : CASES) {
+    EXPECT_EQ("(6 '')", parsed("<a/>0123456789012345678901234567890123456789"));
+    EXPECT_STREQ("012345678901234567890123456789012345678", vdx::lastUnreadableText());
+    for (const char* szText : {"x", "<a", "<a><b c ='>'></a>", "<?a b ?>", "</x>", "<a></b>"}) {
         EXPECT_EQ("(6 '')", parsed(szText)) << szText;
-        EXPECT_FALSE(modelDump(szText)) << szText;
         EXPECT_NE(nullptr, std::strstr(szText, vdx::lastUnreadableText())) << szText;
     }
-    EXPECT_STREQ("012345678901234567890123456789012345678", vdx::lastUnreadableText());
 }
 
 // Each would take minutes or a stack if anything were quadratic or recursive.
@@ -104,21 +95,6 @@ TEST_F(chXmlParser, Doors) {
     EXPECT_TRUE(chXmlDeclaration(declaration).hasData() && !chXmlDeclaration(chXmlObject(element)).hasData());
 }
 
-// What is there already is looked up in an index when it is much.
-TEST_F(chXmlParser, ManyAttributesThroughADoor) {
-    std::string szMany = "many";
-    for (int i = 0; i < 40; ++i)
-        szMany += " n" + std::to_string(i) + "='1'";
-    chXmlAttributeObject many;
-    for (const char* szMore : {" N7='2'", " N8='3' n40='4'"})
-        EXPECT_EQ("", many.parseContent(szMany + szMore));
-    std::string szValues;
-    for (const char* szName : {"n6", "n7", "n8", "n40"})
-        szValues += many.GetAttributeValue(szName, "-");
-    EXPECT_EQ("1134", szValues);
-    EXPECT_EQ(41, many.GetAttributeCount());
-}
-
 TEST_F(chXmlExport, EveryKindIndentedCompactAndInParts) {
     const chXmlDocument document = chXmlDocument::ParseDocument(
         "<?xml v='1'?><!--c--><r a='&lt;' b='\"'><a>1</a><b x='&amp;'><![CDATA[<]]><d>&gt;</d></b>t</r>");
@@ -139,26 +115,15 @@ TEST_F(chXmlExport, EveryKindIndentedCompactAndInParts) {
 TEST_F(chXmlExport, OddContentIsWrittenAsStored) {
     chXmlElement element("a b");
     element.AddChildObject(xmlText, "");
-    element.SetAttributeValue("<&", "'");
-    EXPECT_EQ("<a b &lt;&amp;=\"&apos;\"></a b>", element.ExportToText(true));
+    const std::string szLong(100000, 'x');  // More than the blocks of memory in which a text is gathered.
+    element.SetAttributeValue(szLong + "<", szLong + "'");
+    EXPECT_EQ("<a b " + szLong + "&lt;=\"" + szLong + "&apos;\"></a b>", element.ExportToText(true));
     EXPECT_EQ("&quot;&amp;&apos;&lt;&gt;x\xC3\xA9", xmlText2XMLPhrase("\"&'<>x\xC3\xA9"));
     EXPECT_EQ("<!-- x-->y -->", chXmlObject(xmlComment, "x-->y").ExportToText(true));
     EXPECT_EQ("<![CDATA[]]>]]>", chXmlObject(xmlCData, "]]>").ExportToText(true));
     chXmlElement root("r");
     root.AddChildObject(chXmlDocument()).AddChildElement("x");
     EXPECT_EQ("<r>\n    <x/>\n</r>\n", root.ExportToText(false));  // A document inside counts as a level.
-}
-
-// Longer than the blocks of memory in which a text is gathered.
-TEST_F(chXmlExport, LongPiecesAndIndentation) {
-    const std::string szLong(100000, 'x');
-    chXmlElement element(szLong);
-    element.SetAttributeValue(szLong, szLong + "<");
-    EXPECT_EQ("<" + szLong + " " + szLong + "=\"" + szLong + "&lt;\"/>", element.ExportToText(true));
-    chXmlObject top, innermost = top.AddChildElement("a");
-    for (int i = 0; i < 40000; ++i)
-        innermost = innermost.AddChildElement("a");
-    EXPECT_EQ(std::string(80000, ' ') + "<a/>\n", innermost.ExportToText(false));
 }
 
 }  // namespace

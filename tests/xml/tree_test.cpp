@@ -137,6 +137,7 @@ TEST_F(chXmlTree, AMillionLevels) {
     for (int i = 1; i < LEVELS; ++i)
         at = at.AddChildElement("a");
     EXPECT_EQ(LEVELS - 1, at.getLevel());
+    EXPECT_EQ(std::string(2 * (LEVELS - 1), ' ') + "<a/>\n", at.ExportToText(false));
     EXPECT_EQ(xmlDocument, document.type());
     EXPECT_FALSE(document.SetAttributeValue("n", "v"));  // Such a document has no room for it.
     const std::string szText = document.clone().ExportToText(true);
