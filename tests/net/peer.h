@@ -4,10 +4,8 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <unistd.h>
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <future>
 #include <random>
@@ -19,7 +17,13 @@
 
 #include <vdx/packet.h>
 
+#include "support/calls.h"
+
 namespace peer {
+
+using vdxtest::expectMs;
+using vdxtest::printedBy;
+using vdxtest::Signaller;
 
 // A plain blocking descriptor.
 class Fd {
@@ -112,42 +116,11 @@ inline long runningThreads() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
-// What a call prints, traces and warnings included.
-template <class Call>
-std::string printedBy(Call call) {
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    call();
-    return testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr();
-}
-
-// Runs a call, which must take at least so many milliseconds, and less than the others.
-template <class Call>
-void expectMs(long nLeast, long nMost, Call call) {
-    const auto start = std::chrono::steady_clock::now();
-    call();
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-    EXPECT_GT(took.count(), static_cast<double>(nLeast) - 1);
-    EXPECT_LT(took.count(), static_cast<double>(nMost));
-}
-
 // Runs work on a thread of its own, which the result waits for.
 template <class Work>
 auto beside(Work work) {
     return std::async(std::launch::async, std::move(work));
 }
-
-// For as long as it lives a signal, whose handler does nothing, interrupts the main thread's
-// system calls.
-struct Signaller {
-    Signaller() {
-        struct sigaction action {};
-        action.sa_handler = [](int) {};
-        sigaction(SIGALRM, &action, nullptr);
-        ualarm(7000, 7000);
-    }
-    ~Signaller() { ualarm(0, 0); }
-};
 
 // Ours connected to a raw peer, over one of the families.
 class Connected : public ::testing::TestWithParam<int> {

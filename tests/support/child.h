@@ -25,6 +25,16 @@ struct ChildResult {
     int signal() const { return WIFSIGNALED(nStatus) ? WTERMSIG(nStatus) : 0; }
 };
 
+// Forks, ends the child by _exit with what the body returns, and gives its end as waitpid does.
+template <class Body>
+int statusOfFork(Body body) {
+    const pid_t idChild = fork();
+    if (idChild == 0) _exit(body());
+    int nStatus = -1;
+    waitpid(idChild, &nStatus, 0);
+    return nStatus;
+}
+
 // Forks, runs `body` in the child with standard output and error in files, and
 // ends the child by _exit with what the body returns. A body that returns nothing
 // must come to its end, and with all that it expects: the caller's test fails otherwise.
@@ -34,26 +44,20 @@ ChildResult runInChild(Body body) {
     const TempDir dir;
     const std::string out = dir / "out", err = dir / "err";
     std::fflush(nullptr);
-    const pid_t idChild = fork();
-    if (idChild == 0) {
-        if (!std::freopen(out.c_str(), "w", stdout) || !std::freopen(err.c_str(), "w", stderr)) _exit(99);
+    const int nStatus = statusOfFork([&] {
+        if (!std::freopen(out.c_str(), "w", stdout) || !std::freopen(err.c_str(), "w", stderr)) return 99;
         int nCode = 0;
         if constexpr (CHECKED) {
             body();
-            nCode = testing::Test::HasFailure() ? 1 : 0;
+            nCode = testing::Test::HasFailure();
         } else {
             nCode = body();
         }
         std::fflush(nullptr);
-        _exit(nCode);
-    }
-    ChildResult result;
-    waitpid(idChild, &result.nStatus, 0);
-    result.out = TempDir::read(out);
-    result.err = TempDir::read(err);
-    if (CHECKED) {
-        EXPECT_EQ(result.nStatus, 0) << result.out << result.err;
-    }
+        return nCode;
+    });
+    const ChildResult result{nStatus, TempDir::read(out), TempDir::read(err)};
+    EXPECT_TRUE(!CHECKED || nStatus == 0) << nStatus << result.out << result.err;
     return result;
 }
 
@@ -62,10 +66,8 @@ ChildResult runInChild(Body body) {
 inline ChildResult runProgram(const std::vector<std::string>& args,
                               const std::vector<std::string>& environment = {}) {
     return runInChild([&] {
-        for (const std::string& setting : environment) {
-            const auto nEqual = setting.find('=');
-            setenv(setting.substr(0, nEqual).c_str(), setting.substr(nEqual + 1).c_str(), 1);
-        }
+        for (const std::string& setting : environment)
+            putenv(const_cast<char*>(setting.c_str()));
         std::vector<char*> argv;
         for (const std::string& arg : args)
             argv.push_back(const_cast<char*>(arg.c_str()));
@@ -87,13 +89,10 @@ int forkWhileBusy(int nForks, Busy busy, InChild inChild) {
     });
     int nBad = 0;
     for (int i = 0; i < nForks; ++i) {
-        const pid_t idChild = fork();
-        if (idChild == 0) {
+        const int nStatus = statusOfFork([&] {
             alarm(20);
-            _exit(inChild() ? 0 : 1);
-        }
-        int nStatus = -1;
-        waitpid(idChild, &nStatus, 0);
+            return inChild() ? 0 : 1;
+        });
         nBad += nStatus != 0;
     }
     bStop = true;

@@ -29,11 +29,8 @@ inline thread_local Failure t_failure;
 inline bool fails(std::string_view name) {
     Failure& failure = t_failure;
     if (failure.nLeft < 0 || (!failure.name.empty() && failure.name != name)) return false;
-    if (failure.nLeft > 0) {
-        --failure.nLeft;
-        return false;
-    }
-    if (--failure.nTimes <= 0) failure.nLeft = -1;
+    if (failure.nLeft-- > 0) return false;
+    if (--failure.nTimes > 0) failure.nLeft = 0;
     failure.failed = name;
     if (failure.nError == KILLS) kill(getpid(), SIGKILL);
     errno = failure.nError;

@@ -15,14 +15,13 @@ class GuardedBuffer {
 public:
     explicit GuardedBuffer(std::size_t nCount) {
         const auto nPage = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        const std::size_t nBytes = nCount * sizeof(T);
-        m_nUsable = (nBytes + nPage - 1) / nPage * nPage;
-        m_nMapped = m_nUsable + nPage;
+        const std::size_t nUsable = (nCount * sizeof(T) + nPage - 1) / nPage * nPage;
+        m_nMapped = nUsable + nPage;
         void* pMapped = mmap(nullptr, m_nMapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (pMapped == MAP_FAILED) throw std::bad_alloc();
         m_pMapped = static_cast<char*>(pMapped);
-        mprotect(m_pMapped + m_nUsable, nPage, PROT_NONE);
-        m_pFirst = reinterpret_cast<T*>(m_pMapped + m_nUsable - nBytes);
+        if (mprotect(m_pMapped + nUsable, nPage, PROT_NONE) != 0) throw std::bad_alloc();  // Or never mapped.
+        m_pEnd = reinterpret_cast<T*>(m_pMapped + nUsable);
+        m_pFirst = m_pEnd - nCount;
     }
     ~GuardedBuffer() { munmap(m_pMapped, m_nMapped); }
     GuardedBuffer(const GuardedBuffer&) = delete;
@@ -30,7 +29,7 @@ public:
 
     T* data() { return m_pFirst; }
     // Where the last nCount of its objects begin.
-    T* last(std::size_t nCount) { return reinterpret_cast<T*>(m_pMapped + m_nUsable) - nCount; }
+    T* last(std::size_t nCount) { return m_pEnd - nCount; }
     // A copy of some objects in its last places.
     T* copyOf(std::span<const T> objects) {
         T* const pFirst = last(objects.size());
@@ -44,7 +43,7 @@ public:
 
 private:
     char* m_pMapped;
-    T* m_pFirst;
-    std::size_t m_nUsable;
     std::size_t m_nMapped;
+    T* m_pFirst;
+    T* m_pEnd;
 };

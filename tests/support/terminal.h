@@ -15,16 +15,18 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "support/threads.h"
 
 namespace vdxtest {
 
 class Terminal {
 public:
     Terminal() { openpty(&m_master, &m_slave, nullptr, nullptr, nullptr); }
-    ~Terminal() {
-        close(m_master);
-        if (m_slave >= 0) close(m_slave);
-    }
+    ~Terminal() { hangUp(); }
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
@@ -57,37 +59,27 @@ public:
 
     // Waits (10 s at most) until the terminal is raw.
     bool waitRaw() const {
-        for (int i = 0; i < 10000 && !isRaw(); ++i)
-            usleep(1000);
-        return isRaw();
+        return soon([this] { return isRaw(); });
     }
 
     void send(const std::string& keys) {
-        for (std::size_t i = 0; i < keys.size();) {
-            const ssize_t nWritten = write(m_master, keys.data() + i, keys.size() - i);
-            if (nWritten <= 0) return;
-            i += static_cast<std::size_t>(nWritten);
-        }
+        EXPECT_EQ(write(m_master, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
 
-    // Collects what the child shows, until `end` has come (false: nothing came for a time).
-    bool waitFor(const std::string& end, int nTimeout_ms = 10000) {
+    // Sends keys when the child wants some, and collects what it shows, until `end` has come (false: nothing
+    // came for 10 s).
+    bool type(const std::string& keys, const std::string& end) {
+        if (!waitRaw()) return false;
+        send(keys);
         while (shown.find(end) == std::string::npos) {
             pollfd ready = {m_master, POLLIN, 0};
             char text[4096];
-            if (poll(&ready, 1, nTimeout_ms) != 1) return false;
+            if (poll(&ready, 1, 10000) != 1) return false;
             const ssize_t nRead = read(m_master, text, sizeof text);
             if (nRead <= 0) return false;
             shown.append(text, static_cast<std::size_t>(nRead));
         }
         return true;
-    }
-
-    // Sends keys when the child wants some, and waits for what it shows then.
-    bool type(const std::string& keys, const std::string& end) {
-        if (!waitRaw()) return false;
-        send(keys);
-        return waitFor(end);
     }
 
     // As waitpid gives it.
@@ -99,9 +91,8 @@ public:
 
     // The terminal goes away, as when its window is closed.
     void hangUp() {
-        close(m_slave);
-        m_slave = -1;
-        close(m_master);
+        close(std::exchange(m_slave, -1));
+        close(std::exchange(m_master, -1));
     }
 
     pid_t child() const { return m_child; }

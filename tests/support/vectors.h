@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,9 +15,8 @@ inline std::vector<std::vector<std::string>> readVectors(const std::string& strN
     for (std::string strLine; std::getline(file, strLine);) {
         if (strLine.empty() || strLine[0] == '#') continue;
         std::istringstream line(strLine);
-        rows.emplace_back();
-        for (std::string strField; line >> strField;)
-            rows.back().push_back(strField);
+        using Field = std::istream_iterator<std::string>;
+        rows.emplace_back(Field(line), Field());
     }
     return rows;
 }
