@@ -2,23 +2,23 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <functional>
 #include <thread>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/time.h>
 
 #include <vdx/map_file.h>
 #include <vdx/sync.h>
 
+#include "support/calls.h"
 #include "support/child.h"
 #include "support/threads.h"
 
 namespace {
 
 using std::chrono::milliseconds;
+using vdxtest::expectMs;
 
 TEST(NamedMutex, OneLockForAllWhoOpenTheName) {
     chMutex first;
@@ -52,13 +52,14 @@ TEST(NamedMutex, OneLockForAllWhoOpenTheName) {
     EXPECT_FALSE(first.IsCreateByMe() || second.IsCreateByMe());  // The creator has left.
 }
 
-TEST(NamedMutexDeathTest, UnlockedByAThreadThatDoesNotHoldIt) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
+TEST(NamedMutex, UnlockedByAThreadThatDoesNotHoldIt) {
     chMutex mutex;
     mutex.OpenMutex("held");
-    EXPECT_EXIT(mutex.Unlock(), testing::KilledBySignal(SIGABRT), "");
+    const auto unlock = [&] { return mutex.Unlock(), 0; };
+    EXPECT_EQ(vdxtest::runInChild(unlock).signal(), SIGABRT);
     mutex.Lock(-1);
-    EXPECT_EXIT(std::thread([&] { mutex.Unlock(); }).join(), testing::KilledBySignal(SIGABRT), "");
+    const auto unlockBeside = [&] { return std::thread(unlock).join(), 0; };
+    EXPECT_EQ(vdxtest::runInChild(unlockBeside).signal(), SIGABRT);
     mutex.Unlock();
 }
 
@@ -166,29 +167,15 @@ TEST(NamedEvent, AForkedChildFindsNoneInUse) {
     EXPECT_EQ(vdxtest::forkWhileBusy(40, set, inChild), 0);
 }
 
-// Milliseconds that a call takes.
-double duration(const std::function<void()>& call) {
-    const auto start = std::chrono::steady_clock::now();
-    call();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-}
-
-// The system's signals come all the while.
 TEST(AnyEvent, WaitsAsLongAsItSaysWhateverInterrupts) {
-    struct sigaction action {};
-    action.sa_handler = [](int) {};
-    sigaction(SIGALRM, &action, nullptr);
-    const itimerval often{{0, 3000}, {0, 3000}};
-    const itimerval never{};
     chEvent named;
     named.OpenEvent("signals");
     named.ResetEvent();
     chEvent_Socket socket;
     socket.OpenEvent();
-    setitimer(ITIMER_REAL, &often, nullptr);
-    EXPECT_GE(duration([&] { EXPECT_FALSE(named.WaitEvent(50)); }), 50);
-    EXPECT_GE(duration([&] { EXPECT_FALSE(socket.WaitEvent(51)); }), 50);
-    setitimer(ITIMER_REAL, &never, nullptr);
+    const vdxtest::Signaller signals;
+    expectMs(50, 10000, [&] { EXPECT_FALSE(named.WaitEvent(50)); });
+    expectMs(50, 10000, [&] { EXPECT_FALSE(socket.WaitEvent(50)); });
 }
 
 TEST(SocketEvent, OpenAndClosed) {
@@ -222,12 +209,12 @@ TEST(SocketEvent, ABrokenSocketPausesAndIsReplaced) {
     event.OpenEvent();
     target.OpenEvent();
     breakSocket(event);
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    EXPECT_GE(duration([&] { EXPECT_FALSE(event.WaitEvent(0)); }), 100);
-    EXPECT_GE(duration([&] { event.ResetEvent(); }), 100);
-    EXPECT_GE(duration([&] { event.printfWarning(); }), 100);
-    EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
+    const std::string nothing = vdxtest::printedBy([&] {
+        expectMs(100, 10000, [&] { EXPECT_FALSE(event.WaitEvent(0)); });
+        expectMs(100, 10000, [&] { event.ResetEvent(); });
+        expectMs(100, 10000, [&] { event.printfWarning(); });
+    });
+    EXPECT_EQ(nothing, "");
     EXPECT_TRUE(event.SendEvent(target.port()));
     EXPECT_TRUE(target.WaitEvent(1000));
 
@@ -235,12 +222,12 @@ TEST(SocketEvent, ABrokenSocketPausesAndIsReplaced) {
     rlimit old;
     getrlimit(RLIMIT_NOFILE, &old);
     const rlimit none{0, old.rlim_max};
-    testing::internal::CaptureStdout();
-    setrlimit(RLIMIT_NOFILE, &none);  // Now there is nothing to replace it.
-    EXPECT_FALSE(event.SetEvent());
-    EXPECT_FALSE(event.WaitEvent(0));
-    setrlimit(RLIMIT_NOFILE, &old);
-    EXPECT_TRUE(testing::internal::GetCapturedStdout().ends_with("chEvent_Socket::SetEvent failed!\n"));
+    const std::string trace = vdxtest::printedBy([&] {
+        setrlimit(RLIMIT_NOFILE, &none);  // Now there is nothing to replace it.
+        EXPECT_FALSE(event.SetEvent() || event.WaitEvent(0));
+        setrlimit(RLIMIT_NOFILE, &old);
+    });
+    EXPECT_TRUE(trace.ends_with("chEvent_Socket::SetEvent failed!\n")) << trace;
     EXPECT_EQ(event.fd(), -1);
     EXPECT_TRUE(event.OpenEvent());
 }

@@ -2,9 +2,11 @@
 #include <vdx/node_alloc.h>
 
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
+#include "support/calls.h"
 #include "support/child.h"
 #include "support/threads.h"
 
@@ -29,77 +31,59 @@ T wordAt(const void* p) {
 
 TEST(baseDymicAlloc, CountsEachCall) {
     void* p = nullptr;
-    EXPECT_EQ(countsOf([&] { p = baseDymicAlloc::alloc(8); }), Counts(1, 0));
+    EXPECT_EQ(countsOf([&] { p = baseDymicAlloc::realloc(nullptr, 8); }), Counts(1, 0));
     EXPECT_EQ(countsOf([&] { p = baseDymicAlloc::realloc(p, 4000); }), Counts(1, 1));
     EXPECT_EQ(countsOf([&] { EXPECT_EQ(baseDymicAlloc::realloc(p, -1), nullptr); }), Counts(1, 1));
     std::memset(p, 1, 4000);  // The one that failed kept the block.
     EXPECT_EQ(countsOf([&] { baseDymicAlloc::free(p); }), Counts(0, 1));
     EXPECT_EQ(countsOf([] { baseDymicAlloc::free(nullptr); }), Counts(0, 1));
-    testing::internal::CaptureStdout();
-    baseDymicAlloc::dump();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "memory alloc(3) and free(4) leak(-1)\n");
-    EXPECT_EQ(countsOf([&] { p = baseDymicAlloc::realloc(nullptr, 16); }), Counts(1, 0));
-    baseDymicAlloc::free(p);
+    EXPECT_EQ(vdxtest::printedBy(baseDymicAlloc::dump), "memory alloc(3) and free(4) leak(-1)\n");
     EXPECT_EQ(countsOf([] { EXPECT_EQ(baseDymicAlloc::alloc(INT_MIN), nullptr); }), Counts(1, 0));
 }
 
-TEST(baseDymicAlloc, CountsAreExactWithManyThreads) {
-    const Counts counts = countsOf([] {
-        vdxtest::runTogether(4, [](int) {
-            for (int i = 0; i < 5000; ++i)
-                baseDymicAlloc::free(baseDymicAlloc::alloc(16));
-        });
-    });
-    EXPECT_EQ(counts, Counts(20000, 20000));
-}
-
-TEST(baseDymicAlloc, ForkWhileAnotherThreadAllocates) {
+TEST(baseDymicAlloc, CountsAreExactWithManyThreadsAndForks) {
     const auto use = [] { return baseDymicAlloc::free(baseDymicAlloc::alloc(16)), true; };
+    const auto useOften = [&](int) {
+        for (int i = 0; i < 5000; ++i)
+            use();
+    };
+    EXPECT_EQ(countsOf([&] { vdxtest::runTogether(4, useOften); }), Counts(20000, 20000));
     EXPECT_EQ(vdxtest::forkWhileBusy(50, use, use), 0);
 }
 
 TEST(baseDynamicNodeAlloc_block, BlocksAndNodesLieAsDescribed) {
     baseDynamicNodeAlloc_block nodes;
+    const auto borrow = [&] { return static_cast<char*>(nodes.borrow_node(17, 4)); };  // At any address.
     char* lent[5];
-    const Counts counts = countsOf([&] {
-        for (char*& pNode : lent)
-            pNode = static_cast<char*>(nodes.borrow_node(32, 4));
-    });
-    EXPECT_EQ(counts, Counts(2, 0));
-    EXPECT_EQ(nodes.getNodesInUse(), 5);
+    EXPECT_EQ(countsOf([&] { std::generate_n(lent, 5, borrow); }), Counts(2, 0));
     char* const pBlock = lent[0] - 16;
     EXPECT_EQ(wordAt<void*>(pBlock), nullptr);
-    EXPECT_EQ(wordAt<std::int32_t>(pBlock + 8), 144);
+    EXPECT_EQ(wordAt<std::int32_t>(pBlock + 8), 84);
     for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(lent[i], pBlock + 16 + 32 * i);
+        EXPECT_EQ(lent[i], pBlock + 16 + 17 * i);
         // Lending does not touch the back links that were laid.
-        EXPECT_EQ(wordAt<char*>(lent[i] + 8), i == 0 ? nullptr : lent[i] - 32 + 8);
+        EXPECT_EQ(wordAt<char*>(lent[i] + 8), i == 0 ? nullptr : lent[i] - 17 + 8);
     }
     EXPECT_EQ(wordAt<char*>(lent[4] - 16), pBlock);
     // Kept: the end is accepted.
-    EXPECT_TRUE(nodes.IsValidPointer(pBlock + 16) && nodes.IsValidPointer(pBlock + 144));
+    EXPECT_TRUE(nodes.IsValidPointer(pBlock + 16) && nodes.IsValidPointer(pBlock + 84));
     EXPECT_FALSE(nodes.IsValidPointer(pBlock + 15) || nodes.IsValidPointer(nullptr));
 
-    EXPECT_EQ(countsOf([&] { nodes.cleanup_nodes(); }), Counts(0, 2));
-    EXPECT_EQ(nodes.getNodesInUse(), 0);
-    EXPECT_FALSE(nodes.IsValidPointer(pBlock + 16));
-}
-
-TEST(baseDynamicNodeAlloc_block, LastReturnedIsNextLent) {
-    baseDynamicNodeAlloc_block nodes;
-    char* pFirst = static_cast<char*>(nodes.borrow_node(17, 3));  // Nodes may lie at any address.
-    char* pSecond = static_cast<char*>(nodes.borrow_node(17, 3));
-    char* pThird = pSecond + 17;
-    char* pArray = static_cast<char*>(nodes.AllocHashBlock(1, 1000));  // Apart from the nodes.
+    // The last one returned is the next one lent.
+    char* const pFree = lent[4] + 17;
+    EXPECT_EQ(nodes.return_node(lent[0]), pFree);
+    EXPECT_EQ(wordAt<char*>(pFree + 8), lent[0] + 8);
+    EXPECT_EQ(nodes.return_node(lent[2]), lent[0]);
+    EXPECT_EQ(nodes.getNodesInUse(), 3);
+    auto* pArray = static_cast<char*>(nodes.AllocHashBlock(1, 1000));  // Apart from the nodes.
     std::memset(pArray, 0xAB, 1000);
     EXPECT_TRUE(nodes.IsValidPointer(pArray + 999));
-    EXPECT_EQ(nodes.getNodesInUse(), 2);
-    EXPECT_EQ(nodes.return_node(pFirst), pThird);
-    EXPECT_EQ(wordAt<char*>(pThird + 8), pFirst + 8);
-    EXPECT_EQ(nodes.return_node(pSecond), pFirst);
-    for (char* pNext : {pSecond, pFirst, pThird})
-        EXPECT_EQ(nodes.borrow_node(17, 3), pNext);
-    EXPECT_EQ(nodes.getNodesInUse(), 3);
+    for (char* pNext : {lent[2], lent[0], pFree})
+        EXPECT_EQ(borrow(), pNext);
+    EXPECT_EQ(nodes.getNodesInUse(), 6);
+    EXPECT_EQ(countsOf([&] { nodes.cleanup_nodes(); }), Counts(0, 3));
+    EXPECT_EQ(nodes.getNodesInUse(), 0);
+    EXPECT_FALSE(nodes.IsValidPointer(pBlock + 16));
 }
 
 TEST(baseDynamicNodeAlloc_block, RefusesImpossibleSizes) {
