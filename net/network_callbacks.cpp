@@ -9,6 +9,7 @@
 
 #include "base/fork_hooks.h"
 #include "base/no_destructor.h"
+#include "net/network_source.h"
 #include "siblings/modulelog/module_log.h"
 
 namespace {
@@ -108,7 +109,7 @@ void registerNetworkChangedCallback(std::shared_ptr<std::function<void()>> callb
 }
 
 void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback) {
-    std::shared_ptr<AFNetworkReachabilityManager> monitor;
+    auto& manager = UCNetworkReachabilityManager::sharedManager();
     {
         CallbackList& list = callbacks();
         const std::lock_guard guard(list.lock);
@@ -117,10 +118,11 @@ void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> cal
             entry->bRemoved = true;
             return true;
         });
-        if (list.entries.empty()) monitor = UCNetworkReachabilityManager::sharedManager().detachMonitor();
+        if (!list.entries.empty()) return;
+        manager.endMonitor();
     }
     // Without the lock: this waits for a callback that runs.
-    if (monitor) monitor->stopMonitoring();
+    vdx::net::networkSource().waitForEnded();
 }
 
 void onNetworkChanged() {

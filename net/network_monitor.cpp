@@ -92,23 +92,24 @@ struct AFNetworkReachabilityManager::Subscription {
         if (current) current(bKnown ? statusOf(nFlags) : NetworkReachabilityStatusUnknown);
     }
 
-    // Ends the one that there was. The number is made and kept under the lock, which a report takes first:
-    // a block that stops the monitor finds it.
+    // Ends the one that there was; returns whether there was one. The number is made and kept under the
+    // lock, which a report takes first: a block that stops the monitor finds it.
     template <class Make>
-    void replaceNumber(Make makeNumber) {
-        std::uint64_t nBefore;
-        {
-            const std::lock_guard guard(lock());
-            nBefore = std::exchange(nNumber, makeNumber());
-        }
+    bool replaceNumber(Make makeNumber) {
+        const std::lock_guard guard(lock());
+        const std::uint64_t nBefore = std::exchange(nNumber, makeNumber());
         if (nBefore != 0) networkSource().unsubscribe(nBefore);
+        return nBefore != 0;
+    }
+    bool end() {
+        return replaceNumber([] { return std::uint64_t{0}; });
     }
 };
 
 AFNetworkReachabilityManager::AFNetworkReachabilityManager()
     : m_subscription(std::make_shared<Subscription>()) {}
 AFNetworkReachabilityManager::~AFNetworkReachabilityManager() {
-    stopMonitoring();
+    if (m_subscription->end()) networkSource().waitForEnded();
 }
 
 std::shared_ptr<AFNetworkReachabilityManager> AFNetworkReachabilityManager::manager() {
@@ -132,7 +133,8 @@ void AFNetworkReachabilityManager::startMonitoring(bool bReportNow) {
 }
 
 void AFNetworkReachabilityManager::stopMonitoring() {
-    m_subscription->replaceNumber([] { return std::uint64_t{0}; });
+    m_subscription->end();
+    networkSource().waitForEnded();
 }
 
 bool AFNetworkReachabilityManager::networkReachability(std::uint32_t& nFlags) const {
@@ -164,41 +166,39 @@ void UCNetworkReachabilityManager::setReachabilityStatusChangeBlock(NetworkStatu
 }
 
 void UCNetworkReachabilityManager::startNetworkMonitor() {
-    Monitor replaced;
     const std::lock_guard guard(m_lock);
-    replaced = start();
+    start();
 }
 
 void UCNetworkReachabilityManager::updateNetworkMonitor() {
-    Monitor replaced;
     const std::lock_guard guard(m_lock);
-    replaced = update();
+    update();
 }
 
 void UCNetworkReachabilityManager::stopNetworkMonitor() {
-    if (const Monitor monitor = detachMonitor()) monitor->stopMonitoring();
+    endMonitor();
+    networkSource().waitForEnded();
 }
 
-UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::detachMonitor() {
+void UCNetworkReachabilityManager::endMonitor() {
     const std::lock_guard guard(m_lock);
-    return std::exchange(m_monitor, nullptr);
+    replaceMonitor(nullptr);
 }
 
-UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::start() {
+void UCNetworkReachabilityManager::start() {
     takeNewAddresses();
     m_bIpChanged = false;
-    return replaceMonitor(&UCNetworkReachabilityManager::handleFirstReport, true);
+    startMonitor(&UCNetworkReachabilityManager::handleFirstReport, true);
 }
 
-UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::update() {
+void UCNetworkReachabilityManager::update() {
     // Also where there was no monitor before.
     const bool bReportNow = m_bIpChanged || differsFromStatus();
     m_bIpChanged = false;
-    return replaceMonitor(&UCNetworkReachabilityManager::handleReport, bReportNow);
+    startMonitor(&UCNetworkReachabilityManager::handleReport, bReportNow);
 }
 
-UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::replaceMonitor(Handler pHandler,
-                                                                                   bool bReportNow) {
+void UCNetworkReachabilityManager::startMonitor(Handler pHandler, bool bReportNow) {
     Monitor fresh = AFNetworkReachabilityManager::manager();
     const std::weak_ptr<AFNetworkReachabilityManager> weak = fresh;
     fresh->setReachabilityStatusChangeBlock([this, weak, pHandler](int nStatus) {
@@ -206,12 +206,18 @@ UCNetworkReachabilityManager::Monitor UCNetworkReachabilityManager::replaceMonit
     });
     // Before the old one's end, so that the notification thread stays.
     fresh->startMonitoring(bReportNow);
-    return std::exchange(m_monitor, std::move(fresh));
+    replaceMonitor(std::move(fresh));
 }
 
-bool UCNetworkReachabilityManager::isCurrent(const Monitor& monitor) const {
+// The one before ends while the lock is held: who stops the monitor afterwards waits for its report as well.
+void UCNetworkReachabilityManager::replaceMonitor(Monitor fresh) {
+    const Monitor before = std::exchange(m_monitor, std::move(fresh));
+    if (before) before->m_subscription->end();
+}
+
+bool UCNetworkReachabilityManager::isMonitoring() const {
     const std::lock_guard guard(m_lock);
-    return m_monitor == monitor;
+    return m_monitor != nullptr;
 }
 
 // The first report after a start goes to the block as it is; from then on reports are
@@ -227,13 +233,7 @@ void UCNetworkReachabilityManager::handleFirstReport(const Monitor& monitor, int
     if (block) block(nStatus);
     const std::lock_guard guard(m_lock);
     // The block may have stopped the monitor, or started another.
-    if (m_monitor == monitor) replaceInReport(&UCNetworkReachabilityManager::update);
-}
-
-// The monitor that reports ends before the lock is free: who stops the one that follows finds no other, and
-// so waits for the notification thread's end.
-void UCNetworkReachabilityManager::replaceInReport(Monitor (UCNetworkReachabilityManager::*pReplace)()) {
-    (this->*pReplace)()->stopMonitoring();
+    if (m_monitor == monitor) update();
 }
 
 void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nStatus) {
@@ -242,7 +242,7 @@ void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nSta
         const std::lock_guard guard(m_lock);
         if (m_monitor != monitor) return;
         if (nStatus == m_nStatus && !takeNewAddresses()) {
-            replaceInReport(&UCNetworkReachabilityManager::update);
+            update();
             return;
         }
         m_nStatus = nStatus;
@@ -250,11 +250,12 @@ void UCNetworkReachabilityManager::handleReport(const Monitor& monitor, int nSta
     }
     if (block) {
         networkSource().pause(kSettleMilliseconds);
-        if (!isCurrent(monitor)) return;
+        // A monitor that was put in place meanwhile does not tell of this change any more.
+        if (!isMonitoring()) return;
         block(nStatus);
     }
     const std::lock_guard guard(m_lock);
-    if (m_monitor == monitor) replaceInReport(&UCNetworkReachabilityManager::start);
+    if (m_monitor == monitor) start();
 }
 
 bool UCNetworkReachabilityManager::takeNewAddresses() {
@@ -284,9 +285,8 @@ bool UCNetworkReachabilityManager::isStatusChanged() const {
 void UCNetworkReachabilityManager::receiveSleepNote() {}
 
 void UCNetworkReachabilityManager::receiveWakeNote() {
-    Monitor replaced;
     const std::lock_guard guard(m_lock);
-    if (m_monitor != nullptr && takeNewAddresses()) replaced = start();
+    if (m_monitor != nullptr && takeNewAddresses()) start();
 }
 
 std::shared_ptr<AFNetworkReachabilityManager> UCNetworkReachabilityManager::m() const {

@@ -25,10 +25,13 @@ public:
     // 0, and a warning, on failure.
     virtual std::uint64_t subscribe(std::function<void()> notice, bool bNow) = 0;
 
-    // Ends a subscription. On return its notice does not run and, after the last one, the
-    // notification thread is gone; called on that thread, it goes after the notice that
-    // runs.
+    // Ends a subscription: no notice of it begins from now on. Waits for nothing, so that a
+    // lock may be held which notices take.
     virtual void unsubscribe(std::uint64_t nSubscription) = 0;
+
+    // On return no notice runs of a subscription that had ended before and, where none was
+    // left, the notification thread is gone. On that thread there is nothing to wait for.
+    virtual void waitForEnded() = 0;
 
     // Waits on the notification thread; ends early when the subscription does whose notice
     // runs.

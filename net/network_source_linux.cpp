@@ -44,16 +44,25 @@ struct Subscription {
 // One life of the notification thread. All but the descriptors is guarded by the
 // source's lock.
 struct Session {
+    const std::uint64_t nLife;  // A later one has a higher number.
     chSocket notices;
     Descriptor wake;  // Readable when the thread shall look at the rest.
     std::vector<Subscription> subscriptions;
     bool bEnd = false;                // There are none left.
+    bool bGone = false;               // Nor is the thread.
     std::uint64_t nRunning = 0;       // The one whose notice runs; 0: none.
-    std::condition_variable changed;  // A subscription or a notice has ended.
-    std::thread thread;
+    std::condition_variable changed;  // A subscription, a notice or the thread has ended.
+    std::thread thread;               // Not joinable once somebody waits for its end.
 
-    explicit Session(int nWake) : wake(nWake) {}
+    explicit Session(Subscription first)
+        : nLife(first.nNumber), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        subscriptions.push_back(std::move(first));
+    }
     void wakeUp() const { eventfd_write(wake.get(), 1); }
+    void close() {
+        notices.DestroySocket();
+        wake.close();
+    }
     auto find(std::uint64_t nNumber) {
         return std::find_if(subscriptions.begin(), subscriptions.end(),
                             [=](const Subscription& entry) { return entry.nNumber == nNumber; });
@@ -109,20 +118,25 @@ public:
     std::vector<std::string> localAddresses(bool bIPv6) override;
     std::uint64_t subscribe(std::function<void()> notice, bool bNow) override;
     void unsubscribe(std::uint64_t nSubscription) override;
+    void waitForEnded() override;
     void pause(int nMilliseconds) override;
     void followSleep(void (*)(), void (*)()) override {}  // Links and addresses tell of a wake.
 
 private:
     std::shared_ptr<Session> openSession(Subscription first);
     void run(const std::shared_ptr<Session>& session);
+    void leave(const std::shared_ptr<Session>& session);
+    void forget(const std::shared_ptr<Session>& session);
+    void waitForThread(std::shared_ptr<Session> session, std::unique_lock<std::mutex>& guard);
 
     static void lockForFork();
     static void unlockInParent();
     static void unlockInChild();
 
     std::mutex m_lock;
-    std::shared_ptr<Session> m_session;            // The one with subscriptions.
-    std::vector<std::shared_ptr<Session>> m_lost;  // Their threads stayed in the parent process.
+    std::shared_ptr<Session> m_session;              // The one with subscriptions.
+    std::vector<std::shared_ptr<Session>> m_ending;  // Their threads have one more notice to end.
+    std::vector<std::shared_ptr<Session>> m_lost;    // Their threads stayed in the parent process.
     std::uint64_t m_nLastSubscription = 0;
     static thread_local Session* t_pSession;  // On the notification thread: its own.
 };
@@ -140,8 +154,8 @@ std::vector<std::string> LinuxSource::localAddresses(bool bIPv6) {
 }
 
 std::shared_ptr<Session> LinuxSource::openSession(Subscription first) {
-    auto session = std::make_shared<Session>(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    session->subscriptions.push_back(std::move(first));
+    auto session = std::make_shared<Session>(std::move(first));
+    m_ending.reserve(m_ending.size() + 1);  // Its end needs no memory.
     sockaddr_nl groups{};
     groups.nl_family = AF_NETLINK;
     groups.nl_groups = kGroups;
@@ -168,28 +182,58 @@ std::uint64_t LinuxSource::subscribe(std::function<void()> notice, bool bNow) {
 
 void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
     Subscription ended;  // What it holds goes without the lock.
-    std::unique_lock guard(m_lock);
+    const std::lock_guard guard(m_lock);
     if (m_session == nullptr || !m_session->has(nSubscription)) return;
-    const std::shared_ptr<Session> session = m_session;
-    const auto found = session->find(nSubscription);
+    Session& session = *m_session;
+    const auto found = session.find(nSubscription);
     ended = std::move(*found);
-    session->subscriptions.erase(found);
-    session->changed.notify_all();
-    const bool bInside = t_pSession == session.get();
-    if (!session->subscriptions.empty()) {
-        if (!bInside) session->changed.wait(guard, [&] { return session->nRunning != nSubscription; });
+    session.subscriptions.erase(found);
+    session.changed.notify_all();
+    if (!session.subscriptions.empty()) return;
+    session.bEnd = true;
+    session.wakeUp();
+    m_ending.push_back(std::move(m_session));
+    m_session = nullptr;
+}
+
+// A notification thread waits for later ones only, so that no two wait for each other.
+void LinuxSource::waitForEnded() {
+    std::unique_lock guard(m_lock);
+    const std::uint64_t nOwn = t_pSession != nullptr ? t_pSession->nLife : 0;
+    const std::uint64_t nNow = m_nLastSubscription;
+    if (const auto session = m_session; session != nullptr && session->nLife > nOwn) {
+        const std::uint64_t nRunning = session->nRunning;
+        if (nRunning != 0 && !session->has(nRunning))
+            session->changed.wait(guard, [&] { return session->nRunning != nRunning; });
+    }
+    const auto isAwaited = [=](const std::shared_ptr<Session>& session) {
+        return session->nLife > nOwn && session->nLife <= nNow;
+    };
+    for (;;) {
+        const auto found = std::find_if(m_ending.begin(), m_ending.end(), isAwaited);
+        if (found == m_ending.end()) return;
+        waitForThread(*found, guard);
+    }
+}
+
+// The first one that waits joins the thread, the others wait for that.
+void LinuxSource::waitForThread(std::shared_ptr<Session> session, std::unique_lock<std::mutex>& guard) {
+    if (!session->thread.joinable()) {
+        session->changed.wait(guard, [&] { return session->bGone; });
         return;
     }
-    session->bEnd = true;
-    m_session = nullptr;
-    session->wakeUp();
     std::thread thread = std::move(session->thread);
     guard.unlock();
-    if (bInside) {
-        thread.detach();  // It ends after the notice from which this was called.
-    } else {
-        thread.join();
-    }
+    thread.join();
+    guard.lock();
+    forget(session);
+}
+
+// With the lock.
+void LinuxSource::forget(const std::shared_ptr<Session>& session) {
+    session->bGone = true;
+    session->changed.notify_all();
+    std::erase(m_ending, session);
 }
 
 void LinuxSource::pause(int nMilliseconds) {
@@ -200,6 +244,14 @@ void LinuxSource::pause(int nMilliseconds) {
                                [=] { return pSession->bEnd || !pSession->has(pSession->nRunning); });
 }
 
+// With the lock: the notification thread's last step.
+void LinuxSource::leave(const std::shared_ptr<Session>& session) {
+    session->close();
+    if (!session->thread.joinable()) return;
+    session->thread.detach();
+    forget(session);
+}
+
 void LinuxSource::run(const std::shared_ptr<Session>& session) {
     t_pSession = session.get();
     pollfd items[] = {{session->notices.fd(), POLLIN, 0}, {session->wake.get(), POLLIN, 0}};
@@ -208,7 +260,10 @@ void LinuxSource::run(const std::shared_ptr<Session>& session) {
         {
             const std::lock_guard guard(m_lock);
             if (std::exchange(session->nRunning, 0) != 0) session->changed.notify_all();
-            if (session->bEnd) return;
+            if (session->bEnd) {
+                leave(session);
+                return;
+            }
             notice = session->takeDue();
         }
         if (notice) {
@@ -238,17 +293,18 @@ void LinuxSource::unlockInParent() {
     linuxSource().m_lock.unlock();
 }
 
-// The thread is not here, so nobody may wait for it: its session is kept, never joined.
+// The threads are not here, so nobody may wait for them: their sessions are kept, never joined.
 void LinuxSource::unlockInChild() {
     LinuxSource& source = linuxSource();
-    if (source.m_session != nullptr) {
-        source.m_session->bEnd = true;  // For a child that was forked in a notice.
-        source.m_session->nRunning = 0;
-        source.m_session->notices.DestroySocket();
-        source.m_session->wake.close();
-        source.m_lost.push_back(std::move(source.m_session));
-        source.m_session = nullptr;
+    if (source.m_session != nullptr) source.m_ending.push_back(std::move(source.m_session));
+    source.m_session = nullptr;
+    for (std::shared_ptr<Session>& session : source.m_ending) {
+        session->bEnd = true;  // For a child that was forked in a notice.
+        session->nRunning = 0;
+        session->close();
+        source.m_lost.push_back(std::move(session));
     }
+    source.m_ending.clear();
     source.m_lock.unlock();
 }
 

@@ -32,14 +32,14 @@
 // --- Callbacks --------------------------------------------------------------
 
 // Appends a callback; the same one may stand in the list several times. The first one
-// starts the monitor.
+// starts the monitor. Where the system refuses, which ends in a warning, none is called
+// until all have been removed and one is registered anew.
 VDX_API void registerNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
 
-// Removes all entries of a callback; the last one ends the monitor: on return no
-// callback runs and no thread is left. (From a callback: the thread ends after it, and
-// who removes that callback once more meanwhile does not wait.)
-// Another thread must not hold a lock meanwhile that a running callback waits for.
-// Of threads that remove the same callback at once, the one that finds it waits.
+// Removes all entries of a callback; the last one ends the monitor: when the list is
+// empty on return, no callback runs and no thread is left, whoever emptied it. (From a
+// callback: the thread ends after it.)
+// The caller must not hold a lock meanwhile that a running callback waits for.
 VDX_API void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
 
 // Calls every registered callback in order, on the calling thread. An empty one throws
@@ -96,14 +96,15 @@ public:
     // Started again, the object monitors anew; a forked child does not monitor.
     void startMonitoring(bool bReportNow);
 
-    // On return no report runs (except the one from which it is called).
-    // Of threads that stop it at once, the first one waits.
+    // On return no report runs, also where another thread stopped it (except the one from
+    // which it is called).
     void stopMonitoring();
 
     // The current flags; false when the system does not tell.
     bool networkReachability(std::uint32_t& nFlags) const;
 
 private:
+    friend class UCNetworkReachabilityManager;
     struct Subscription;
     AFNetworkReachabilityManager();
 
@@ -127,8 +128,7 @@ public:
     // something changed since the last report.
     void updateNetworkMonitor();
 
-    // Ends monitoring; on return no report of the present monitor runs, except the one from
-    // which it is called. A report whose monitor another thread has replaced comes to its end.
+    // Ends monitoring; on return no report runs, except the one from which it is called.
     void stopNetworkMonitor();
 
     // Whether the addresses differ from those known, which they replace.
@@ -156,18 +156,18 @@ private:
     friend struct NetworkManagerMaker;
     UCNetworkReachabilityManager();
 
-    // Each needs the lock, and returns the monitor replaced: it is let go without it.
-    Monitor start();
-    Monitor update();
-    Monitor replaceMonitor(Handler pHandler, bool bReportNow);
-    void replaceInReport(Monitor (UCNetworkReachabilityManager::*pReplace)());
+    // With the lock.
+    void start();
+    void update();
+    void startMonitor(Handler pHandler, bool bReportNow);
+    void replaceMonitor(Monitor fresh);
     bool takeNewAddresses();
     bool differsFromStatus() const;
 
-    Monitor detachMonitor();
+    void endMonitor();  // Without waiting for a report that runs.
     void handleFirstReport(const Monitor& monitor, int nStatus);
     void handleReport(const Monitor& monitor, int nStatus);
-    bool isCurrent(const Monitor& monitor) const;
+    bool isMonitoring() const;
 
     mutable std::mutex m_lock;  // Not held while anything is called back or a report's end is waited for.
     Monitor m_monitor;

@@ -9,13 +9,14 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <utility>
 
 #include <vdx/address.h>
-#include <vdx/platform.h>
 #include <vdx/warnings.h>
 
 #include "base/no_destructor.h"
@@ -31,20 +32,57 @@ SCNetworkReachabilityRef openReachability() {
     return SCNetworkReachabilityCreateWithAddress(kCFAllocatorDefault, any.toSocketAddr());
 }
 
-// One subscription; freed on the queue after everything that was queued for it.
+// One subscription. The system holds it as long as it may give a notice.
 struct Session {
     std::function<void()> notice;
-    SCNetworkReachabilityRef reachability;
-    std::atomic<bool> bEnd{false};
+    std::atomic<int> nHolders{1};
+    std::mutex lock;
+    std::condition_variable ended;
+    bool bEnd = false;
 
+    static thread_local Session* t_pRunning;  // Within a notice.
+
+    bool isEnded() {
+        const std::lock_guard guard(lock);
+        return bEnd;
+    }
+    void end() {
+        const std::lock_guard guard(lock);
+        bEnd = true;
+        ended.notify_all();
+    }
+    static const void* retain(const void* pSession) {
+        ++asSession(pSession)->nHolders;
+        return pSession;
+    }
+    static void release(const void* pSession) {
+        if (--asSession(pSession)->nHolders == 0) delete asSession(pSession);
+    }
     static void give(void* pSession) {
-        auto* p = static_cast<Session*>(pSession);
-        if (!p->bEnd) p->notice();
+        t_pRunning = static_cast<Session*>(pSession);
+        if (!t_pRunning->isEnded()) t_pRunning->notice();
+        t_pRunning = nullptr;
+    }
+    // For one notice beside the system's.
+    static void giveAndRelease(void* pSession) {
+        give(pSession);
+        release(pSession);
     }
     static void changed(SCNetworkReachabilityRef, SCNetworkReachabilityFlags, void* pSession) {
         give(pSession);
     }
-    static void destroy(void* pSession) { delete static_cast<Session*>(pSession); }
+
+private:
+    static Session* asSession(const void* pSession) {
+        return static_cast<Session*>(const_cast<void*>(pSession));
+    }
+};
+
+thread_local Session* Session::t_pRunning = nullptr;
+
+struct Entry {
+    Session* pSession;
+    SCNetworkReachabilityRef reachability;
 };
 
 void nothing(void*) {}
@@ -93,18 +131,26 @@ public:
     std::uint64_t subscribe(std::function<void()> notice, bool bNow) override;
 
     void unsubscribe(std::uint64_t nSubscription) override {
-        {
-            const std::lock_guard guard(m_lock);
-            const auto found = m_sessions.find(nSubscription);
-            if (found == m_sessions.end()) return;
-            release(found->second);
-            m_sessions.erase(found);
-        }
-        // From elsewhere: wait for a notice that runs.
+        const std::lock_guard guard(m_lock);
+        const auto found = m_entries.find(nSubscription);
+        if (found == m_entries.end()) return;
+        found->second.pSession->end();
+        close(found->second);
+        m_entries.erase(found);
+    }
+
+    // Everything that is queued before this has run then.
+    void waitForEnded() override {
         if (dispatch_get_specific(this) == nullptr) dispatch_sync_f(m_queue, nullptr, nothing);
     }
 
-    void pause(int nMilliseconds) override { vdxSleep(nMilliseconds); }
+    void pause(int nMilliseconds) override {
+        Session* const pSession = Session::t_pRunning;
+        if (pSession == nullptr) return;
+        std::unique_lock guard(pSession->lock);
+        pSession->ended.wait_for(guard, std::chrono::milliseconds(nMilliseconds),
+                                 [=] { return pSession->bEnd; });
+    }
 
     void followSleep(void (*pSleep)(), void (*pWake)()) override {
         m_power.pSleep = pSleep;
@@ -116,16 +162,15 @@ public:
     }
 
 private:
-    void release(Session* pSession) {
-        pSession->bEnd = true;
-        SCNetworkReachabilitySetDispatchQueue(pSession->reachability, nullptr);
-        CFRelease(pSession->reachability);
-        dispatch_async_f(m_queue, pSession, Session::destroy);
+    static void close(const Entry& entry) {
+        SCNetworkReachabilitySetDispatchQueue(entry.reachability, nullptr);
+        CFRelease(entry.reachability);
+        Session::release(entry.pSession);
     }
 
     std::mutex m_lock;
     dispatch_queue_t m_queue;
-    std::map<std::uint64_t, Session*> m_sessions;  // By number of the subscription.
+    std::map<std::uint64_t, Entry> m_entries;  // By number of the subscription.
     std::uint64_t m_nLastSubscription = 0;
     PowerNotices m_power;
 };
@@ -136,13 +181,21 @@ std::uint64_t AppleSource::subscribe(std::function<void()> notice, bool bNow) {
         vdxOutputWarningString("network monitor: no reachability");
         return 0;
     }
-    auto* const pSession = new Session{std::move(notice), reachability};
+    const Entry entry{new Session, reachability};
+    entry.pSession->notice = std::move(notice);
     const std::lock_guard guard(m_lock);
-    m_sessions[++m_nLastSubscription] = pSession;
-    SCNetworkReachabilityContext context{0, pSession, nullptr, nullptr, nullptr};
-    SCNetworkReachabilitySetCallback(reachability, Session::changed, &context);
-    SCNetworkReachabilitySetDispatchQueue(reachability, m_queue);
-    if (bNow) dispatch_async_f(m_queue, pSession, Session::give);
+    SCNetworkReachabilityContext context{0, entry.pSession, Session::retain, Session::release, nullptr};
+    if (!SCNetworkReachabilitySetCallback(reachability, Session::changed, &context) ||
+        !SCNetworkReachabilitySetDispatchQueue(reachability, m_queue)) {
+        vdxOutputWarningString("network monitor: %s", SCErrorString(SCError()));
+        close(entry);
+        return 0;
+    }
+    m_entries[++m_nLastSubscription] = entry;
+    if (bNow) {
+        Session::retain(entry.pSession);
+        dispatch_async_f(m_queue, entry.pSession, Session::giveAndRelease);
+    }
     return m_nLastSubscription;
 }
 

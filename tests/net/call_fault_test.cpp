@@ -71,7 +71,8 @@ bool knowsTheHost() {
     std::uint32_t nFlags = 0;
     const bool bRoute = source.readFlags(nFlags);
     const std::uint64_t nSubscription = source.subscribe([] {}, false);
-    if (nSubscription != 0) source.unsubscribe(nSubscription);
+    source.unsubscribe(nSubscription);
+    source.waitForEnded();
     sockGetHardwareAddress("lo");
     return bRoute && nSubscription != 0 && sockGetLocalIPAddress("lo").toString() == "127.0.0.1" &&
            sockGetAdapterByIPAddress("127.0.0.1") == "lo";

@@ -51,7 +51,11 @@ protected:
         notice = nullptr;
         bDue = false;
     }
-    void pause(int nMilliseconds) override { nPaused += nMilliseconds; }
+    void waitForEnded() override {}
+    void pause(int nMilliseconds) override {
+        nPaused += nMilliseconds;
+        if (inPause) inPause();
+    }
     void followSleep(void (*)(), void (*)()) override {}
 
     // Registered, and past the report that follows.
@@ -88,7 +92,7 @@ protected:
     bool bDue = false, bAtOnce = false;
     std::thread reporting;
     std::uint64_t nSubscription = 0;
-    std::function<void()> notice;
+    std::function<void()> notice, inPause;
     Callback counting = callback([this] { ++nCalls; });
     UCNetworkReachabilityManager& manager = UCNetworkReachabilityManager::sharedManager();
 };
@@ -205,6 +209,18 @@ TEST_F(MonitorRules, AFirstReportMayStopItsMonitor) {
     EXPECT_FALSE(notice);
 }
 
+TEST_F(MonitorRules, AFreshMonitorWhileAddressesSettleLosesNoChange) {
+    begin();
+    inPause = [this] { manager.updateNetworkMonitor(); };
+    ipv4.clear();
+    EXPECT_EQ(change(), 2);
+    EXPECT_EQ(nCalls, 1);
+    inPause = [this] { manager.stopNetworkMonitor(); };
+    ipv4 = {"192.0.2.5"};
+    EXPECT_EQ(change(), 1);
+    EXPECT_EQ(nCalls, 1);
+}
+
 TEST_F(MonitorRules, ThrowingCallbacksEndInAWarning) {
     begin();
     const std::pair<Callback, const char*> rows[] = {
@@ -276,8 +292,6 @@ protected:
     }
     std::atomic<int> nCalls{0};
     Callback counting = callback([this] { ++nCalls; });
-
-private:
     long m_nDescriptors = 0, m_nThreads = 0;
 };
 
@@ -379,6 +393,37 @@ TEST_F(MonitorInNamespace, EachMonitorGetsEveryReport) {
     EXPECT_TRUE(vdxtest::soon([&] { return bInside.load(); }));
     own[1].reset();
     EXPECT_FALSE(bInside);
+}
+
+// Also where another thread, or the callback itself, has removed it, or the monitor that reports was
+// replaced.
+TEST_F(MonitorInNamespace, NobodyComesBackWhileTheCallbackRuns) {
+    std::atomic<bool> bInside{false};
+    std::function<void()> first;
+    const Callback slow = callback([&] {
+        first();
+        bInside = true;
+        std::this_thread::sleep_for(milliseconds(100));
+        bInside = false;
+    });
+    const auto nothing = [] {};
+    const auto restart = [] { UCNetworkReachabilityManager::sharedManager().startNetworkMonitor(); };
+    const auto countInChild = [this] {
+        vdxtest::runInChild([this] { EXPECT_EQ(peer::openDescriptors(), m_nDescriptors); });
+    };
+    const std::function<void()> rows[][2] = {{nothing, nothing},
+                                             {nothing, restart},
+                                             {[&] { unregisterNetworkChangedCallback(slow); }, countInChild}};
+    for (const auto& [inCallback, meanwhile] : rows) {
+        first = inCallback;
+        registerNetworkChangedCallback(slow);
+        ASSERT_TRUE(vdxtest::soon([&] { return bInside.load(); }));
+        meanwhile();
+        vdxtest::runTogether(2, [&](int) {
+            unregisterNetworkChangedCallback(slow);
+            EXPECT_FALSE(bInside);
+        });
+    }
 }
 
 // Not with the thread sanitizer, which allows no thread in such a child.

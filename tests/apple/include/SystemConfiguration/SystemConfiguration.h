@@ -24,4 +24,6 @@ Boolean SCNetworkReachabilityGetFlags(SCNetworkReachabilityRef, SCNetworkReachab
 Boolean SCNetworkReachabilitySetCallback(SCNetworkReachabilityRef, SCNetworkReachabilityCallBack,
                                          SCNetworkReachabilityContext*);
 Boolean SCNetworkReachabilitySetDispatchQueue(SCNetworkReachabilityRef, dispatch_queue_t);
+int SCError(void);
+const char* SCErrorString(int);
 }
