@@ -1,4 +1,5 @@
 // The rules of the network monitor, over any source of notices.
+#include <net/if.h>
 #include <atomic>
 #include <utility>
 
@@ -6,6 +7,7 @@
 
 #include "base/fork_hooks.h"
 #include "base/no_destructor.h"
+#include "net/interface_table.h"
 #include "net/network_source.h"
 
 namespace vdx::net {
@@ -15,6 +17,15 @@ namespace {
 std::atomic<NetworkSource*> s_pSource{nullptr};
 
 }  // namespace
+
+std::vector<std::string> NetworkSource::localAddresses(bool bIPv6) {
+    std::vector<std::string> texts;
+    for (const HostAddress& entry : listHostAddresses()) {
+        if (entry.address.isIPv6() == bIPv6 && (entry.nFlags & IFF_LOOPBACK) == 0)
+            texts.push_back(addressText(entry.address));
+    }
+    return texts;
+}
 
 NetworkSource& networkSource() {
     NetworkSource* pSource = s_pSource.load();

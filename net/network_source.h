@@ -18,7 +18,7 @@ public:
     virtual bool readFlags(std::uint32_t& nFlags) = 0;
 
     // The host's addresses but those of loop-back interfaces.
-    virtual std::vector<std::string> localAddresses(bool bIPv6) = 0;
+    virtual std::vector<std::string> localAddresses(bool bIPv6);
 
     // From now on `notice` is called on the notification thread after each change, and
     // with bNow once soon. Never calls it before returning. The subscription's number;

@@ -3,7 +3,6 @@
 
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
-#include <net/if.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
@@ -24,7 +23,6 @@
 #include "base/fork_hooks.h"
 #include "base/no_destructor.h"
 #include "net/default_route_linux.h"
-#include "net/interface_table.h"
 #include "siblings/pmrfile/descriptor.h"
 
 namespace vdx::net {
@@ -115,7 +113,6 @@ public:
     LinuxSource() { setForkHooks(ForkOrder::NetworkSource, {lockForFork, unlockInParent, unlockInChild}); }
 
     bool readFlags(std::uint32_t& nFlags) override { return readDefaultRoute(nFlags); }
-    std::vector<std::string> localAddresses(bool bIPv6) override;
     std::uint64_t subscribe(std::function<void()> notice, bool bNow) override;
     void unsubscribe(std::uint64_t nSubscription) override;
     void waitForEnded() override;
@@ -142,16 +139,6 @@ private:
 };
 
 thread_local Session* LinuxSource::t_pSession = nullptr;
-
-std::vector<std::string> LinuxSource::localAddresses(bool bIPv6) {
-    std::vector<std::string> texts;
-    for (const HostAddress& entry : listHostAddresses()) {
-        if (entry.address.isIPv6() == bIPv6 && (entry.nFlags & IFF_LOOPBACK) == 0) {
-            texts.push_back(addressText(entry.address));
-        }
-    }
-    return texts;
-}
 
 std::shared_ptr<Session> LinuxSource::openSession(Subscription first) {
     auto session = std::make_shared<Session>(std::move(first));

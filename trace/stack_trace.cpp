@@ -66,6 +66,12 @@ void appendOddIndent(qv::text_buffer& line, int nDepth) {
         line.append(static_cast<char>(static_cast<unsigned char>(2U * static_cast<unsigned int>(nDepth))));
 }
 
+void appendOpening(qv::text_buffer& line, const char* szName, const char* szFormat, va_list args) {
+    line.append("{ ");
+    line.append(szName);
+    if (hasText(szFormat)) qv::append_format_v(line, szFormat, args);
+}
+
 int stepDepth(int nStep) {
     return std::atomic_ref<int>(simpStackTracer::getDepth()).fetch_add(nStep, std::memory_order_relaxed);
 }
@@ -101,14 +107,10 @@ chTraceStack::chTraceStack(int nLevel, const char* szFunction, const char* szFor
     copyName(m_szName, scopeName(szFunction, !hasText(szFormat)));
     qv::text_buffer line;
     appendIndent(line, uCTraceHelper::getInstance()->push_trace_level());
-    line.append("{ ");
-    line.append(m_szName);
-    if (hasText(szFormat)) {
-        va_list args;
-        va_start(args, szFormat);
-        qv::append_format_v(line, szFormat, args);
-        va_end(args);
-    }
+    va_list args;
+    va_start(args, szFormat);
+    appendOpening(line, m_szName, szFormat, args);
+    va_end(args);
     vdx::traceText(vdx::ANY_LEVEL, nullptr, line.view());
 }
 
@@ -132,14 +134,10 @@ simpStackTracer::simpStackTracer(const char* szFunction, const char* szFormat, .
     copyName(m_szName, scopeName(szFunction, !hasText(szFormat)));
     qv::text_buffer line;
     appendOddIndent(line, stepDepth(1));
-    line.append("{ ");
-    line.append(m_szName);
-    if (hasText(szFormat)) {
-        va_list args;
-        va_start(args, szFormat);
-        qv::append_format_v(line, szFormat, args);
-        va_end(args);
-    }
+    va_list args;
+    va_start(args, szFormat);
+    appendOpening(line, m_szName, szFormat, args);
+    va_end(args);
     vdx::writeConsoleLine(stdout, line.view());
 }
 

@@ -6,7 +6,6 @@
 #include <IOKit/pwr_mgt/IOPMLib.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 #include <dispatch/dispatch.h>
-#include <net/if.h>
 #include <netinet/in.h>
 #include <atomic>
 #include <chrono>
@@ -20,7 +19,6 @@
 #include <vdx/warnings.h>
 
 #include "base/no_destructor.h"
-#include "net/interface_table.h"
 
 namespace vdx::net {
 
@@ -116,16 +114,6 @@ public:
         CFRelease(reachability);
         nFlags = flags;
         return bRead;
-    }
-
-    std::vector<std::string> localAddresses(bool bIPv6) override {
-        std::vector<std::string> texts;
-        for (const HostAddress& entry : listHostAddresses()) {
-            if (entry.address.isIPv6() == bIPv6 && (entry.nFlags & IFF_LOOPBACK) == 0) {
-                texts.push_back(addressText(entry.address));
-            }
-        }
-        return texts;
     }
 
     std::uint64_t subscribe(std::function<void()> notice, bool bNow) override;
