@@ -14,7 +14,6 @@
 #include "memory/pool_shadow.h"
 #include "support/calls.h"
 #include "support/child.h"
-#include "support/threads.h"
 
 namespace {
 
@@ -51,13 +50,11 @@ TEST(NamedSegment, BytesOfAnEmptyOneAndOfOneRecord) {
     EXPECT_EQ(wordsAt(segment.at(32), 6), (Words{24, 24, 44, -24, -24, 28}));
     EXPECT_EQ(wordsAt(segment.at(92), 1), Words{24});
     EXPECT_EQ(std::memcmp(segment.at(100), "\4\0\0\0name\0", 9), 0);
-    EXPECT_EQ(*segment.at(80), 0xCC);  // Not cleared.
+    EXPECT_EQ(*segment.at(80), 0xCC);                                  // Not cleared.
+    void* p = segment.manager().GetNamedObject("longer", 8, nullptr);  // The greatest name stands first.
+    EXPECT_EQ(segment.at(32) + wordsAt(segment.at(32), 1)[0] + 24, p);
     segment.manager().FreeNamedObject("name");
     EXPECT_EQ(wordsAt(segment.at(72), 1), Words{-1});
-
-    segment.manager().GetNamedObject("a", 8, nullptr);
-    void* p = segment.manager().GetNamedObject("b", 8, nullptr);  // The greatest name stands first.
-    EXPECT_EQ(segment.at(32) + wordsAt(segment.at(32), 1)[0] + 24, p);
 }
 
 TEST(NamedObjects, SizesHaveBounds) {
@@ -139,33 +136,15 @@ TEST(NamedRegistry, AForeignSegmentIsToldAndUsedAsItIs) {
     EXPECT_EQ(uCSystemNamedObjectHelper::getInstance()->GetSystemObject(), pBlock);
 }
 
-TEST(NamedRegistry, ManyThreadsShareACounterByName) {
-    bool bCreated;
-    const auto counter = [&] { return static_cast<int*>(nameGetSystemObject("counter", 4, &bCreated)); };
-    vdxtest::runTogether(4, [&](int) {
-        for (int i = 0; i < 5000; ++i) {
-            nameHelperLock();
-            int* pCount = counter();
-            *pCount = bCreated ? 1 : *pCount + 1;
-            nameHelperUnlock();
-        }
-    });
-    EXPECT_EQ(*counter(), 20000);
-}
-
 TEST(NamedRegistry, AForkedChildFindsItFree) {
     const auto useRegistry = [] {
-        const int nLocked = nameHelperLock();
+        nameHelperLock();
         const bool bMade = nameGetSystemObject("forked", 8, nullptr) != nullptr;
         nameHelperUnlock();
-        return nLocked == 1 && bMade;
+        return bMade;
     };
-    const auto useFile = [] {
-        chMapFile_Local file;  // Has another lock; used apart, because waiting for it would hide the first.
-        const bool bOpen = file.OpenMapFile("forked", 16) != nullptr;
-        file.CloseMapFile();
-        return bOpen;
-    };
+    // Has another lock; used apart, because waiting for it would hide the first.
+    const auto useFile = [] { return chMapFile_Local().OpenMapFile("forked", 16) != nullptr; };
     ASSERT_TRUE(useRegistry());
     EXPECT_EQ(vdxtest::forkWhileBusy(50, useRegistry, useRegistry), 0);
     EXPECT_EQ(vdxtest::forkWhileBusy(50, useFile, useFile), 0);
