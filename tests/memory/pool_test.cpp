@@ -17,10 +17,7 @@
 
 namespace {
 
-using pooltest::nBlock;
-using pooltest::Shadow;
-using pooltest::Words;
-using pooltest::wordsAt;
+using namespace pooltest;
 
 TEST(Pool, BytesOfANewPoolAndOfItsFirstCell) {
     Shadow shadow(1000);
