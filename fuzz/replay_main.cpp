@@ -17,23 +17,15 @@ void run(const std::string& bytes) {
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
 }
 
-// A few bytes replaced, doubled or left out, or the end of another input.
+// A few bytes replaced by another one, by some that stand elsewhere or by nothing, or the end of another
+// input.
 std::string changed(std::string bytes, const std::string& other, std::mt19937& random) {
     for (auto n = random() % 4; n != 0 && !bytes.empty(); --n) {
-        const std::size_t nAt = random() % bytes.size(), nCount = random() % 8;
-        switch (random() % 4) {
-            case 0:
-                bytes[nAt] = static_cast<char>(random());
-                break;
-            case 1:
-                bytes.insert(nAt, bytes.substr(random() % bytes.size(), nCount));
-                break;
-            case 2:
-                bytes.erase(nAt, nCount);
-                break;
-            default:
-                bytes.replace(nAt, std::string::npos, other, std::min(nAt, other.size()));
-        }
+        const std::size_t nAt = random() % bytes.size(), nPiece = random() % 4;
+        const std::string pieces[] = {std::string(1, static_cast<char>(random())),
+                                      bytes.substr(random() % bytes.size(), random() % 8), "",
+                                      other.substr(std::min(nAt, other.size()))};
+        bytes.replace(nAt, nPiece == 3 ? std::string::npos : random() % 8, pieces[nPiece]);
     }
     return bytes;
 }

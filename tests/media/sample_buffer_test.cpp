@@ -1,6 +1,5 @@
 // Sample buffers: conversion, the G.711 codes of all samples, room and silence.
 #include <climits>
-#include <cstring>
 #include <map>
 #include <stdexcept>
 
@@ -21,10 +20,8 @@ double numberFor(int nSample) {
 // The last sample or code of a buffer.
 template <class Sample, class Buffer>
 int last(const Buffer& buffer) {
-    Sample sample;
-    const char* pEnd = static_cast<const char*>(buffer.GetBuffer()) + buffer.GetBufferSize();
-    std::memcpy(&sample, pEnd - sizeof sample, sizeof sample);
-    return sample;
+    const auto nSamples = buffer.GetBufferSize() / static_cast<int>(sizeof(Sample));
+    return static_cast<const Sample*>(buffer.GetBuffer())[nSamples - 1];
 }
 
 TEST(pcm16Sample, ConvertsByTruncationAndWraps) {
@@ -35,7 +32,6 @@ TEST(pcm16Sample, ConvertsByTruncationAndWraps) {
         buffer.AppendSample(std::strtod(row[0].c_str(), nullptr));
         EXPECT_EQ(last<short>(buffer), std::stoi(row[1])) << row[0];
     }
-    EXPECT_EQ(buffer.GetBufferSize(), 22);
 }
 
 // The tables of the standard: law, sign, lowest magnitude, end, step, first code.
@@ -75,15 +71,11 @@ TYPED_TEST(SampleBuffer, RoomAndSilenceKeepSizeContentAndPlace) {
         buffer.AppendSample(0.25);
     EXPECT_EQ(buffer.GetBuffer(), pMuted) << "the muted room was there for the samples";
     const auto nSize = static_cast<std::size_t>(buffer.GetBufferSize());
-    std::string expected(static_cast<const char*>(pMuted), nSize);
+    const std::string samples(static_cast<const char*>(pMuted), nSize);
     buffer.AllocSampleBuffer(1000);
     const void* pRoom = buffer.GetBuffer();
-    buffer.AllocSampleBuffer(10);
-    buffer.AppendMuteSample(900);
-    buffer.AllocSampleBuffer(0);
-    buffer.AppendMuteSample(0);
-    for (const int n : {-1, INT_MIN}) {
-        if constexpr (std::is_same_v<TypeParam, pcm16Sample>) {
+    for (const int n : {900, 10, 0, -1, INT_MIN}) {
+        if (std::is_same_v<TypeParam, pcm16Sample> && n < 0) {
             EXPECT_THROW(buffer.AllocSampleBuffer(n), std::length_error);
             EXPECT_THROW(buffer.AppendMuteSample(n), std::length_error);
         } else {
@@ -94,8 +86,8 @@ TYPED_TEST(SampleBuffer, RoomAndSilenceKeepSizeContentAndPlace) {
     EXPECT_EQ(buffer.GetBuffer(), pRoom);
     EXPECT_EQ(buffer.GetBufferSize(), static_cast<int>(nSize));
     // The zeros stand behind the samples, in room that the buffer owns.
-    expected.append(nSize * 9, '\0');
-    EXPECT_EQ(std::string(static_cast<const char*>(pRoom), nSize * 10), expected);
+    EXPECT_EQ(std::string(static_cast<const char*>(pRoom), nSize * 10),
+              samples + std::string(nSize * 9, '\0'));
     buffer.Clear();
     EXPECT_EQ(buffer.GetBufferSize(), 0);
     buffer.AppendSample(0.5);

@@ -2,6 +2,7 @@
 // character at every place of a block. Texts of many kinds: fuzz/codecs_fuzz.cpp.
 #include <gtest/gtest.h>
 
+#include "support/bytes.h"
 #include "support/guarded_buffer.h"
 #include "text/codec_drivers.h"
 
@@ -9,77 +10,62 @@ using namespace vdx;
 
 namespace {
 
-// The plain way: three bytes at a time, fewer than any block.
-std::string plainText(decltype(codecBin2Text) pEncode, const std::string& strBytes) {
-    std::string strText;
-    for (std::size_t i = 0; i < strBytes.size(); i += 3) {
-        const std::string strGroup = strBytes.substr(i, 3);
-        strText += pEncode(portableCodecKernels, strGroup.data(), static_cast<int>(strGroup.size()));
-    }
-    return strText;
-}
+const struct Form {
+    decltype(codecKernels::encodeSpaced) codecKernels::*pEncode;
+    decltype(codecBin2Text)* pToText;
+    decltype(codecText2Bin)* pToBytes;
 
-class codecKernelsTest : public ::testing::Test {
-protected:
-    void checkEncoder(decltype(codecKernels::encodeSpaced) pEncode, const std::string& strBytes,
-                      const std::string& strText) {
-        char* const pOut = m_out.last(strText.size());
-        pEncode(reinterpret_cast<const std::uint8_t*>(m_in.copyOf(strBytes)), strBytes.size(), pOut);
-        EXPECT_EQ(std::string(pOut, strText.size()), strText);
+    // The plain way: three bytes at a time, fewer than any block.
+    std::string plainText(const std::string& strBytes) const {
+        std::string strText;
+        for (std::size_t i = 0; i < strBytes.size(); i += 3) {
+            const std::string strGroup = strBytes.substr(i, 3);
+            strText += pToText(portableCodecKernels, strGroup.data(), sizeOf(strGroup));
+        }
+        return strText;
     }
-
-    void checkDecoder(decltype(codecText2Bin) pDecode, const std::string& strText,
-                      const std::string& strBytes) {
-        const auto bytes = pDecode(*m_pSet, {m_in.copyOf(strText), strText.size()});
-        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), strBytes);
-    }
-
-    const codecKernels* m_pSet = nullptr;
-    GuardedBuffer<char> m_in{1000}, m_out{1000};
+} s_forms[] = {
+    {&codecKernels::encodeSpaced, codecBin2Text, codecText2Bin},
+    {&codecKernels::encodeBase16, codecBin2Base16, codecBase162Bin},
+    {&codecKernels::encodeBase64, codecBin2Base64, codecBase642Bin},
 };
 
 }  // namespace
 
-// Up to more than three blocks of the widest set.
-TEST_F(codecKernelsTest, BytesToTextAndBackAtEveryLength) {
-    std::string strBytes;
-    for (int n = 0; n <= 300; strBytes += static_cast<char>(7 * n + n / 32), ++n) {
-        const std::string strSpaced = plainText(codecBin2Text, strBytes);
-        const std::string strHex = plainText(codecBin2Base16, strBytes);
-        const std::string strBase64 = plainText(codecBin2Base64, strBytes);
-        for (const codecKernels* pSet : getAllCodecKernels()) {
-            SCOPED_TRACE(pSet->szName + std::to_string(n));
-            m_pSet = pSet;
-            checkEncoder(pSet->encodeSpaced, strBytes, strSpaced);
-            checkEncoder(pSet->encodeBase16, strBytes, strHex);
-            checkEncoder(pSet->encodeBase64, strBytes, strBase64);
-            checkDecoder(codecText2Bin, strSpaced, strBytes);
-            checkDecoder(codecBase162Bin, strHex, strBytes);
-            checkDecoder(codecBase642Bin, strBase64, strBytes);
-            char* const pOut = m_out.copyOf(std::string(strBytes.size(), '?'));
-            EXPECT_TRUE(codecFetchBase16(*pSet, {m_in.copyOf(strHex), strHex.size()}, pOut, n));
-            EXPECT_EQ(std::string(pOut, strBytes.size()), strBytes);
+// Up to more than three blocks of the widest set; each byte at every place.
+TEST(codecKernels, BytesToTextAndBackAtEveryLength) {
+    const std::string strAll = textOf(randomBytes(300));
+    GuardedBuffer<char> in(1000), out(1000);
+    for (std::size_t n = 0; n <= 300; ++n) {
+        const std::string strBytes = strAll.substr(300 - n);
+        for (const Form& form : s_forms) {
+            const std::string strText = form.plainText(strBytes);
+            for (const codecKernels* pSet : getAllCodecKernels()) {
+                SCOPED_TRACE(pSet->szName + strText);
+                char* const pText = out.last(strText.size());
+                (pSet->*form.pEncode)(reinterpret_cast<const std::uint8_t*>(in.copyOf(strBytes)), n, pText);
+                EXPECT_EQ(std::string(pText, strText.size()), strText);
+                const std::string_view strIn(in.copyOf(strText), strText.size());
+                EXPECT_EQ(textOf(form.pToBytes(*pSet, strIn)), strBytes);
+                if (form.pToBytes != codecBase162Bin) continue;
+                char* const pBytes = out.copyOf(std::string(n, '?'));
+                EXPECT_TRUE(codecFetchBase16(*pSet, strIn, pBytes, sizeOf(strBytes)));
+                EXPECT_EQ(std::string(pBytes, n), strBytes);
+            }
         }
     }
 }
 
-TEST_F(codecKernelsTest, AnyCharacterAtAnyPlace) {
-    std::string strBytes;
-    for (int i = 0; i < 70; ++i)
-        strBytes += static_cast<char>(37 * i);
-    const std::pair<decltype(codecText2Bin)*, std::string> rows[] = {
-        {codecText2Bin, plainText(codecBin2Text, strBytes)},
-        {codecBase162Bin, plainText(codecBin2Base16, strBytes)},
-        {codecBase642Bin, plainText(codecBin2Base64, strBytes)},
-    };
-    for (const auto& [pDecode, strClean] : rows) {
+TEST(codecKernels, AnyCharacterAtAnyPlace) {
+    for (const Form& form : s_forms) {
+        const std::string strClean = form.plainText(textOf(randomBytes(70)));
         for (std::size_t i = 0; i < std::min<std::size_t>(strClean.size(), 96); ++i) {
             for (int c = 0; c < 256; ++c) {
                 std::string strText = strClean;
                 strText[i] = static_cast<char>(c);
-                const auto expected = pDecode(portableCodecKernels, strText);
+                const auto expected = form.pToBytes(portableCodecKernels, strText);
                 for (const codecKernels* pSet : getAllCodecKernels())
-                    ASSERT_EQ(pDecode(*pSet, strText), expected) << pSet->szName << ": " << strText;
+                    ASSERT_EQ(form.pToBytes(*pSet, strText), expected) << pSet->szName << ": " << strText;
             }
         }
     }
