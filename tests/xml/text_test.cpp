@@ -1,9 +1,8 @@
 // Reading and writing: tables, and hostile texts. The fuzzer compares with the model, the vector forms with
 // the portable ones, and reads what is written.
-#include <chrono>
-#include <cstring>
 #include <utility>
 
+#include "support/calls.h"
 #include "xml/document.h"
 #include "xml/xml_support.h"
 
@@ -36,16 +35,8 @@ TEST_F(chXmlParser, Table) {
     for (const auto& [szText, szChildren] : CASES) {
         EXPECT_EQ(std::string("(6 ''") + szChildren + ")", parsed(szText)) << szText;
     }
-}
-
-// Where the last reading stopped is kept: 39 bytes from there.
-TEST_F(chXmlParser, UnreadableGivesAnEmptyDocument) {
     EXPECT_EQ("(6 '')", parsed("<a/>0123456789012345678901234567890123456789"));
     EXPECT_STREQ("012345678901234567890123456789012345678", vdx::lastUnreadableText());
-    for (const char* szText : {"x", "<a", "<a><b c ='>'></a>", "<?a b ?>", "</x>", "<a></b>"}) {
-        EXPECT_EQ("(6 '')", parsed(szText)) << szText;
-        EXPECT_NE(nullptr, std::strstr(szText, vdx::lastUnreadableText())) << szText;
-    }
 }
 
 // Each would take minutes or a stack if anything were quadratic or recursive.
@@ -53,16 +44,16 @@ TEST_F(chXmlParser, LargeTextsAreReadQuickly) {
     std::string szAttributes;
     for (int i = 0; i < 100000; ++i)
         szAttributes += " n" + std::to_string(i) + "=''";
-    const auto start = std::chrono::steady_clock::now();
-    for (const std::string& szInside :
-         {"<a" + szAttributes + "/>", repeated("<a/>t", 300000), repeated("&", 2000000),
-          repeated("&amp;", 500000), "<!--" + repeated("-", 2000000) + ">",
-          "<!--" + repeated(">", 2000000) + "-->", repeated("<?a?>", 300000),
-          "<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000)})
-        EXPECT_TRUE(tree("<r>" + szInside + "</r>").hasChildren()) << szInside.substr(0, 20);
-    for (const std::string& szUnreadable : {repeated("<a>", 1000000), "<?" + repeated("a='>'", 300000)})
-        EXPECT_FALSE(chXmlDocument::ParseDocument(szUnreadable).hasChildren()) << szUnreadable.substr(0, 20);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    vdxtest::expectMs(0, 60000, [&] {
+        for (const std::string& szInside :
+             {"<a" + szAttributes + "/>", repeated("<a/>t", 300000), repeated("&", 2000000),
+              repeated("&amp;", 500000), "<!--" + repeated("-", 2000000) + ">",
+              "<!--" + repeated(">", 2000000) + "-->", repeated("<?a?>", 300000),
+              "<a>" + repeated(" ", 2000000) + "</a>" + repeated(" ", 2000000)})
+            EXPECT_TRUE(tree("<r>" + szInside + "</r>").hasChildren()) << szInside.substr(0, 20);
+        EXPECT_EQ("(6 '')", parsed(repeated("<a>", 1000000)));
+        EXPECT_EQ("(6 '')", parsed("<?" + repeated("a='>'", 300000)));
+    });
 }
 
 // What a door gives back, or "thrown" and the place; and what its handle holds then.
