@@ -29,10 +29,11 @@ TEST(Pool, BytesOfANewPoolAndOfItsFirstCell) {
 }
 
 TEST(Pool, SmallPoolsAndRequestsAtTheirEdges) {
-    for (int nPool = 0; nPool < 100; ++nPool) {
+    for (int nPool = 0; nPool < 150; ++nPool) {
         for (const int nAsked : {INT_MIN, 16, 17, 39, 40, nPool - 8, nPool - 7, INT_MAX - 3, INT_MAX}) {
             SCOPED_TRACE(testing::Message() << nAsked << " of " << nPool);
             Shadow shadow(nPool);
+            EXPECT_NO_THROW(shadow.realloc(0, 16));
             EXPECT_NO_THROW(shadow.alloc(nAsked));
             EXPECT_NO_THROW(shadow.realloc(0, nAsked));
             EXPECT_NO_THROW(shadow.check());
