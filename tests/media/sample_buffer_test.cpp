@@ -85,10 +85,11 @@ TYPED_TEST(SampleBuffer, RoomAndSilenceKeepSizeContentAndPlace) {
     }
     EXPECT_EQ(buffer.GetBuffer(), pRoom);
     EXPECT_EQ(buffer.GetBufferSize(), static_cast<int>(nSize));
-    // The zeros stand behind the samples, in room that the buffer owns.
-    EXPECT_EQ(std::string(static_cast<const char*>(pRoom), nSize * 10),
-              samples + std::string(nSize * 9, '\0'));
+    EXPECT_EQ(std::string(static_cast<const char*>(pRoom), nSize), samples);
     buffer.Clear();
+    buffer.AppendMuteSample(100);
+    // The zeros stand behind the samples, in room that the buffer owns.
+    EXPECT_EQ(std::string(static_cast<const char*>(pRoom), nSize), std::string(nSize, '\0'));
     EXPECT_EQ(buffer.GetBufferSize(), 0);
     buffer.AppendSample(0.5);
     EXPECT_EQ(buffer.GetBuffer(), pRoom);
