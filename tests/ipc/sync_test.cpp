@@ -57,6 +57,9 @@ TEST(NamedMutex, OneLockForAllWhoOpenTheName) {
     EXPECT_EQ(first.Lock(-1), 0);
     first.OpenMutex("m");
     EXPECT_FALSE(first.IsCreateByMe() || second.IsCreateByMe());  // The creator has left.
+    other.OpenMutex("m");                                         // The last user of the other name.
+    first.OpenMutex("n");
+    EXPECT_TRUE(first.IsCreateByMe());
 }
 
 TEST(NamedThings, ManyThreadsOpenUseAndClose) {
