@@ -152,7 +152,9 @@ TEST_F(chXmlTree, AttributesChangeInPlaceAndGoByAddress) {
     EXPECT_EQ("(4 'a' [id|3] [b|1] [new|])x", dump(element) + element.GetAttributeValue("missing", "x"));
     std::string szOther = "1";  // Content selects nothing.
     std::string* const pB = element.FindAttributeValue("B");
-    for (std::string* pGone : {&szOther, static_cast<std::string*>(nullptr), pB, pB})
+    element.FastRemoveAttributeValue(&szOther);
+    EXPECT_EQ(pB, element.FindAttributeValue("b"));
+    for (std::string* pGone : {static_cast<std::string*>(nullptr), pB, pB})
         element.FastRemoveAttributeValue(pGone);
     EXPECT_EQ("(4 'a' [id|3] [new|])", dump(element));
     EXPECT_EQ(2, element.GetAttributeCount());
