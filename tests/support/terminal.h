@@ -31,8 +31,7 @@ public:
     Terminal& operator=(const Terminal&) = delete;
 
     // The child ends by exit with what the body returns.
-    template <class Body>
-    void run(Body body) {
+    void run(auto body) {
         m_before = mode();
         std::fflush(nullptr);
         m_child = fork();

@@ -10,8 +10,7 @@ namespace vdxtest {
 
 // Runs body(0) to body(nThreads - 1), each on a thread of its own, all from the same moment on; comes back
 // when the last one has ended.
-template <class Body>
-void runTogether(int nThreads, Body body) {
+void runTogether(int nThreads, auto body) {
     std::barrier start(nThreads);
     std::vector<std::thread> threads;
     for (int i = 0; i < nThreads; ++i) {
@@ -25,8 +24,7 @@ void runTogether(int nThreads, Body body) {
 }
 
 // Waits until a condition holds, for ten seconds at most; whether it does.
-template <class Condition>
-bool soon(Condition condition) {
+bool soon(auto condition) {
     for (int i = 0; i < 5000 && !condition(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     return condition();
