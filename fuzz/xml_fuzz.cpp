@@ -85,13 +85,15 @@ void askAndChange(const std::string& szText) {
     }
     require(document.clone().ExportToText(true) == document.ExportToText(true));
     document.ExportToText(false);
-    const std::string szShort = szText.substr(0, 30);
     for (chXmlElement element = document.getChildElement(); element.hasData(); ++element) {
         for (const auto& [szName, szValue] : *element.GetAttributeData())
             require(*element.FindAttributeValue(szName) == szValue);
         require(document[element.tagName()].hasData());
-        element.SetOption("option", szShort);
-        require(element.GetOption("OPTION", "") == szShort);
+        for (const std::size_t nSize : {30U, 200U, 10U}) {
+            const std::string szOption = szText.substr(0, nSize);
+            element.SetOption("option", szOption);
+            require(element.GetOption("OPTION", "") == szOption);
+        }
         takeApart(element);
     }
 }

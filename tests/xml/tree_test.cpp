@@ -1,6 +1,4 @@
 // Handles and the tree: ownership, navigation, building, copying, attributes and options.
-#include <map>
-#include <random>
 #include <type_traits>
 
 #include "support/calls.h"
@@ -170,23 +168,6 @@ TEST_F(chXmlTree, Options) {
     root["empty"].AddChildElement("x");
     EXPECT_EQ("(4 'r'(4 'empty'(2 '')(4 'x'))(4 'c'(2 'new')(1 'x')(2 'old'))(4 'port'(2 '<81>')))",
               dump(root));
-}
-
-// Around the sizes in which memory is kept: that of a former text serves again.
-TEST_F(chXmlTree, LengthsOfTextsAndValues) {
-    std::mt19937 random(7);
-    chXmlElement root("r");
-    std::map<std::string, std::string> values;
-    for (int i = 0; i < 20000; ++i) {
-        const std::string szName(1 + random() % 20, 'n');
-        values[szName] = std::string(1 + random() % 300, static_cast<char>('a' + random() % 26));
-        root.SetOption(szName, values[szName]);
-        if (i % 4 == 0) root.FastRemoveAttributeValue(root.FindAttributeValue(szName));
-        root.SetAttributeValue(szName, values[szName]);
-        if (i % 20 == 0) root = tree(root.clone().ExportToText(true));
-        for (const auto& [szEach, szValue] : values)
-            ASSERT_EQ(szValue + szValue, root.GetOption(szEach, "") + root.GetAttributeValue(szEach, ""));
-    }
 }
 
 TEST_F(chXmlTree, ElementsByName) {
