@@ -42,17 +42,10 @@ inline std::size_t countOf(const std::string& part, const std::string& text) {
     return numbersBehind(part, text).size();
 }
 
-inline std::vector<std::string> readQueue() {
-    std::vector<std::string> texts;
-    for (std::string text; helper().ReadShareMemoryString(text);)
-        texts.push_back(text);
-    return texts;
-}
-
-// The same as one text, each with a newline behind it.
+// Takes the lines out of the queue, each with a newline behind it.
 inline std::string queuedText() {
     std::string all;
-    for (const std::string& text : readQueue())
+    for (std::string text; helper().ReadShareMemoryString(text);)
         all += text + '\n';
     return all;
 }

@@ -1,14 +1,24 @@
-// The message functions: where their lines go, and their exact form.
+// The message functions: where their lines go, and their exact form; formatting by hand.
 #include <fcntl.h>
+#include <climits>
 #include <csignal>
-#include <thread>
 
+#include "siblings/qvstl/format.h"
 #include "trace/lines.h"
 
 namespace {
 
 const std::string RED = "[\x1b[1;31mE:\x1b[00m";
 const std::string YELLOW = "[\x1b[1;33mW:\x1b[00m";
+
+template <class... Values>
+void expectAsTheLibrary(const char* szFormat, Values... values) {
+    char expected[70'000];
+    const int nLength = std::snprintf(expected, sizeof expected, szFormat, values...);
+    EXPECT_EQ(qv::format_astring(szFormat, values...),
+              std::string(expected, static_cast<std::size_t>(nLength)))
+        << szFormat;
+}
 
 }  // namespace
 
@@ -82,11 +92,9 @@ TEST(Messages, WarningsNameFileTimeAndIds) {
 }
 
 TEST(Messages, TraceLinesCarryThePrefixAndSuppressedOnesAreNotFormatted) {
-    const auto traceObjects = [] {
+    const auto traceAll = [](const char* szText) {
         vdxTraceObject("name", std::string("value"));
         vdxTraceObject("at", reinterpret_cast<const void*>(0x12ab));
-    };
-    const auto traceTexts = [](const char* szText) {
         vdxTrace(7, "plain %s%%", szText);
         vdxTrace(7, std::string("finished %d"));
         vdxModuleTrace(7, "M:Relay", "%s", szText);
@@ -98,21 +106,16 @@ TEST(Messages, TraceLinesCarryThePrefixAndSuppressedOnesAreNotFormatted) {
     const auto result = runInChild([&] {
         errno = EDOM;
         vdxTrace(3, errorText.c_str(), filler.c_str());
-        helper().ResetTraceLevel(9);
-        traceObjects();
-        helper().ResetTraceLevel(8);
-        traceObjects();
-        helper().ResetTraceLevel(7);
-        traceTexts("text");
-        helper().ResetTraceLevel(6);
-        traceTexts(reinterpret_cast<const char*>(8));
+        for (const int nLevel : {9, 8, 7, 6}) {
+            helper().ResetTraceLevel(nLevel);
+            traceAll(nLevel >= 7 ? "text" : reinterpret_cast<const char*>(8));
+        }
     });
-    EXPECT_EQ(
-        withoutStamps(result.out),
-        "[D:Who?@" + vdxTransLastError(EDOM) + filler +
-            "\n[D:Who?@name = \"value\"\n[D:Who?@at = 0x000012ab\n[D:Who?@plain text%\n[D:Who?@finished %d\n"
-            "[M:Relay@text\n[D:Who?@nobody\n" +
-            RED + "Net@red\n[D:Who?@debug text\n");
+    const std::string texts = "[D:Who?@plain text%\n[D:Who?@finished %d\n[M:Relay@text\n[D:Who?@nobody\n" +
+                              RED + "Net@red\n[D:Who?@debug text\n";
+    EXPECT_EQ(withoutStamps(result.out), "[D:Who?@" + vdxTransLastError(EDOM) + filler +
+                                             "\n[D:Who?@name = \"value\"\n[D:Who?@at = 0x000012ab\n" + texts +
+                                             texts + texts);
     EXPECT_EQ(result.err, "");
 }
 
@@ -139,4 +142,21 @@ TEST(Messages, LevelLetters) {
     for (int nLevel = -1; nLevel < 12; ++nLevel)
         letters += translateToLevelChar(nLevel);
     EXPECT_EQ(letters, "IIIIEWNIDITII");
+}
+
+TEST(Format, SameTextsAsTheCLibrary) {
+    const char* volatile szNone = nullptr;  // The compiler would warn of it.
+    expectAsTheLibrary("100%% of %s%s", "it", szNone);
+    expectAsTheLibrary("%d %i %u|%c%c", INT_MIN, INT_MAX, UINT_MAX, 'c', 0);
+    expectAsTheLibrary("%ld %li %lu %lld %llu %zu", LONG_MIN, LONG_MAX, ULONG_MAX, LLONG_MIN, ULLONG_MAX,
+                       ~0UL);
+    // One that is not plain behind plain ones: all of it is made anew.
+    expectAsTheLibrary("%d %s %5d|%-4u|%.3s|%x", 1, "two", 3, 4u, "five", 6u);
+    expectAsTheLibrary("%s %.2f %zd %p", "pi", 3.14159, ssize_t{-1}, static_cast<void*>(stdout));
+    expectAsTheLibrary("%d %hd %hhu %jd", 1, 70'000, 300, intmax_t{-5});
+    for (const std::size_t nLength : {510u, 511u, 512u, 513u, 1023u, 1024u, 1025u, 60'000u}) {
+        const std::string text(nLength, 'x');
+        expectAsTheLibrary("%s", text.c_str());
+        expectAsTheLibrary("%s|%.0f", text.c_str(), 7.0);
+    }
 }

@@ -1,7 +1,6 @@
 // Tracing at the end of a process and across forks.
 #include <sys/wait.h>
 #include <unistd.h>
-#include <thread>
 
 #include <vdx/stack_trace.h>
 
@@ -25,7 +24,7 @@ struct Late {
         helper().ResetTraceLevel(0);
         helper().RedirectToFileTrace("/nonexistent/x", 1, 1);
         vdxTrace(9, "%s", szName);
-        readQueue();
+        queuedText();
     }
     const char* szName;
 } s_before{"made before"};  // Destroyed after everything that was made later.

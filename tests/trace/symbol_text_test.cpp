@@ -44,17 +44,13 @@ TEST(vdxReadStack, CountsFromTheCaller) {
     EXPECT_EQ(countOf("\n", deeper(10, 6)), 5u);
     EXPECT_EQ(countOf("\n", deeper(20, -1)), countOf("\n", deeper(0, -1)) + 20u);
     EXPECT_EQ(countOf("\n", deeper(1000, -1)), 255u);
-    EXPECT_EQ(vdxReadStack(-1).find("vdxReadStack"), std::string::npos);
+    EXPECT_EQ(countOf("vdxReadStack", vdxReadStack(-1)), 0u);
+    const std::string dumped = runInChild([] { vdxDumpStack(4); }).err;
+    EXPECT_TRUE(countOf("\n", dumped) == 3 && countOf("[0x", dumped) == 3) << dumped;
 
     const auto before = dymicAllocHelper::getInstance()->getCounts();
     deeper(300, -1);
     const auto after = dymicAllocHelper::getInstance()->getCounts();
     EXPECT_EQ(after.nAlloc - before.nAlloc, 1u);
     EXPECT_EQ(after.nFree - before.nFree, 1u);
-}
-
-TEST(vdxDumpStack, WritesTheSameFrames) {
-    const auto result = runInChild([] { vdxDumpStack(4); });
-    EXPECT_EQ(countOf("\n", result.err), 3u);
-    EXPECT_NE(result.err.find("[0x"), std::string::npos);
 }

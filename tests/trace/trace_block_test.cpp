@@ -24,9 +24,8 @@ public:
         std::memcpy(&value, m_pBytes + nOffset, sizeof value);
         return value;
     }
-    template <class T>
-    void put(std::int64_t nOffset, T value) const {
-        std::memcpy(m_pBytes + nOffset, &value, sizeof value);
+    void put(std::int64_t nOffset, std::uint64_t nValue) const {
+        std::memcpy(m_pBytes + nOffset, &nValue, sizeof nValue);
     }
     std::string text(std::int64_t nOffset, std::size_t nLength) const {
         return {m_pBytes + nOffset, nLength};
@@ -51,13 +50,6 @@ public:
             texts.push_back(text(nLine + 24, at<std::uint32_t>(nLine + 16)));
         return texts;
     }
-    // The ids of the process records.
-    std::vector<std::int32_t> processes() const {
-        std::vector<std::int32_t> ids;
-        for (const std::int64_t nRecord : list(48))
-            ids.push_back(at<std::int32_t>(nRecord + 16));
-        return ids;
-    }
 
 private:
     chSegmentMapFile m_file;
@@ -77,8 +69,8 @@ TEST(TraceBlock, LiesAsDescribed) {
 
     EXPECT_EQ(helper().GetProcessTraceOption()->level, -1);
     EXPECT_EQ(block.at<std::uint32_t>(40), 1u);
-    ASSERT_EQ(block.processes(), std::vector<std::int32_t>{vdxGetCurrentProcessId()});
-    const std::int64_t nRecord = block.follow(48);
+    const std::int64_t nRecord = block.list(48).at(0);
+    EXPECT_EQ(block.at<std::int32_t>(nRecord + 16), vdxGetCurrentProcessId());
     EXPECT_EQ(block.at<std::uint64_t>(nRecord + 20), ~0ull);
     helper().ResetTraceLevel(4);
     helper().RedirectToShareMemory();
@@ -92,7 +84,7 @@ TEST(TraceBlock, LiesAsDescribed) {
     EXPECT_EQ(block.lines(), texts);
     // Each is a used cell of the pool, 24 bytes longer than its text.
     EXPECT_EQ(block.at<std::uint64_t>(block.follow(72) - 8), 8u + 32u);
-    EXPECT_EQ(readQueue(), texts);
+    EXPECT_EQ(queuedText(), "first\n\nthree\n");
     EXPECT_EQ(block.at<std::uint64_t>(64), 0u);
     EXPECT_TRUE(block.lines().empty());
 }
@@ -141,9 +133,7 @@ TEST(TraceBlock, ALineLongerThanTheBlockIsDropped) {
 
 TEST(TraceBlock, AChangeOfTheDefaultActsAtOnce) {
     const RawBlock block;
-    block.put<std::int32_t>(32, 2);
-    block.put<std::uint32_t>(36, 3);
-    EXPECT_EQ(helper().GetOutputLevel(), 2);
+    block.put(32, 2 + (3ull << 32));  // Level and method.
     vdxTrace(3, "no");
     vdxTrace(2, "yes");
     EXPECT_EQ(block.lines().size(), 1u);
@@ -159,8 +149,9 @@ TEST(TraceBlock, AForkedChildHasARecordOfItsOwnEvenInAFullQueue) {
         alarm(20);
         EXPECT_EQ(helper().GetOutputLevel(), 0x7FFFFFFF);
         EXPECT_EQ(block.at<std::uint32_t>(40), 2u);
-        EXPECT_EQ(block.processes(),
-                  (std::vector{std::min(idParent, getpid()), std::max(idParent, getpid())}));
+        const auto [idFirst, idLast] = std::minmax({idParent, vdxGetCurrentProcessId()});
+        EXPECT_EQ(block.at<std::int32_t>(block.list(48).front() + 16), idFirst);
+        EXPECT_EQ(block.at<std::int32_t>(block.list(48).back() + 16), idLast);
     });
     EXPECT_EQ(helper().GetOutputLevel(), 3);
 }
