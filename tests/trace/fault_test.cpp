@@ -11,11 +11,7 @@
 
 using vdxtest::t_failure;
 
-namespace {
-
-thread_local bool t_bAllocationsTrace = false;
-
-}  // namespace
+static thread_local bool t_bAllocationsTrace = false;
 
 // The heap and the calls of log files.
 extern "C" {
