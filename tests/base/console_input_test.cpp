@@ -12,25 +12,21 @@
 namespace {
 
 // A terminal that has sent everything at once; "_" is a pause.
-class sentBytes : public vdx::keyBytes {
-public:
-    explicit sentBytes(std::string strBytes) : m_strBytes(std::move(strBytes)) {}
-
+struct sentBytes : vdx::keyBytes {
     int next(int nTimeout_ms) override {
-        if (m_strBytes.empty()) return chKeyNone;
-        const auto c = static_cast<unsigned char>(m_strBytes.front());
-        if (c == '_' && nTimeout_ms >= 0) return chKeyNone;
-        m_strBytes.erase(0, 1);
+        if (strBytes.empty() || (strBytes[0] == '_' && nTimeout_ms >= 0)) return chKeyNone;
+        const auto c = static_cast<unsigned char>(strBytes[0]);
+        strBytes.erase(0, 1);
         return c == '_' ? next(nTimeout_ms) : c;
     }
-    void putBack(int nByte) override { m_strBytes.insert(0, 1, static_cast<char>(nByte)); }
+    void putBack(int nByte) override { strBytes.insert(0, 1, static_cast<char>(nByte)); }
 
-private:
-    std::string m_strBytes;
+    std::string strBytes;
 };
 
 std::vector<int> keys(const std::string& strBytes) {
-    sentBytes bytes(strBytes);
+    sentBytes bytes;
+    bytes.strBytes = strBytes;
     std::vector<int> all;
     for (int nKey = vdx::readKey(bytes, -1); nKey != chKeyNone; nKey = vdx::readKey(bytes, -1))
         all.push_back(nKey);

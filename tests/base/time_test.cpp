@@ -19,41 +19,48 @@ namespace {
 // Whole and part of a value: seconds and microseconds, or days and milliseconds.
 using Parts = std::pair<long, long>;
 
-Parts parts(const chTick& tick) {
-    return {tick.seconds, tick.microseconds};
-}
-Parts parts(const chTime& time) {
-    return {time.days, time.milliseconds};
+Parts parts(const auto& value) {
+    const auto& [nWhole, nPart] = value;
+    return {nWhole, nPart};
 }
 
 }  // namespace
 
-TEST(chTick, NormalisesInOneStepAndComparesBySeconds) {
-    const std::tuple<const char*, chTick, Parts> rows[] = {
-        {"carries", {5, 2'500'000}, {7, 500'000}},
-        {"one unit less a bit", {0, 999'999}, {0, 999'999}},
-        {"one unit", {0, 1'000'000}, {1, 0}},
-        {"borrows", {5, -1}, {4, 999'999}},
-        {"exact negative multiple", {5, -1'000'000}, {3, 1'000'000}},
-        {"wraps", {INT_MAX, 1'000'000}, {INT_MIN, 0}},
-        {"the least", {0, INT_MIN}, {-2148, 516'352}},
-        {"sum", chTick(5, 700'000) + chTick(2, 800'000), {8, 500'000}},
-        {"sum in place", chTick(5, 700'000) += chTick(2, 800'000), {8, 500'000}},
-        {"difference", chTick(5, 700'000) - chTick(2, 800'000), {2, 900'000}},
+TEST(chTickAndTime, NormaliseInOneStepAndCompareByTheWholeFirst) {
+    const std::tuple<const char*, Parts, Parts> rows[] = {
+        {"carries", parts(chTick(5, 2'500'000)), {7, 500'000}},
+        {"one unit less a bit", parts(chTick(0, 999'999)), {0, 999'999}},
+        {"one unit", parts(chTick(0, 1'000'000)), {1, 0}},
+        {"borrows", parts(chTick(5, -1)), {4, 999'999}},
+        {"exact negative multiple", parts(chTick(5, -1'000'000)), {3, 1'000'000}},
+        {"wraps", parts(chTick(INT_MAX, 1'000'000)), {INT_MIN, 0}},
+        {"the least", parts(chTick(0, INT_MIN)), {-2148, 516'352}},
+        {"sum", parts(chTick(5, 700'000) + chTick(2, 800'000)), {8, 500'000}},
+        {"sum in place", parts(chTick(5, 700'000) += chTick(2, 800'000)), {8, 500'000}},
+        {"difference", parts(chTick(5, 700'000) - chTick(2, 800'000)), {2, 900'000}},
+        {"no time", parts(chTime()), {0, 0}},
+        {"the first second", parts(chTime::time1970()), {719'560, 0}},
+        {"time of seconds", parts(chTime(86'400L * 34'722 + 5, 7)), {754'282, 5007}},
+        {"seconds count modulo 2^32", parts(chTime((1L << 32) + 86'400, 0)), {719'561, 0}},
+        {"a single step", parts(chTime(10, -86'400'000)), {8, 86'400'000}},
+        {"sum of times in place", parts(chTime(5, 10) += chTime(6, 86'399'991)), {12, 1}},
+        {"difference of times in place", parts(chTime(5, 10) -= chTime(6, 11)), {-2, 86'399'999}},
     };
-    for (const auto& [szLabel, tick, expected] : rows)
-        EXPECT_EQ(parts(tick), expected) << szLabel;
+    for (const auto& [szLabel, value, expected] : rows)
+        EXPECT_EQ(value, expected) << szLabel;
     const chTick a(-1, 5), b(0, 0), c(0, 1);
     EXPECT_TRUE(a < b && b < c && b > a && c > b && !(b < a) && !(c < b) && !(a < a) && !(a > a));
+    const chTime d(5, 10), e(5, 11), f(6, 0);
+    EXPECT_TRUE(d == d && d != e && d < e && e < f && f > d && d <= d && d >= d && !(f <= d) && e >= d);
 }
 
 TEST(chTimer, FollowsTheMonotonicClock) {
-    const auto ofTick = [](const chTick& tick) { return tick.seconds * 1000L + tick.microseconds / 1000; };
     const auto ofSystem = [] { return std::chrono::steady_clock::now().time_since_epoch() / 1ms; };
-    const std::vector<std::int64_t> times{static_cast<std::int64_t>(vdxGetTickCount()), ofSystem(),
-                                          ofTick(chTimer::GetTickFromBoot()), ofSystem(),
-                                          static_cast<std::int64_t>(chTimer::GetTimeFromBoot_ms())};
-    EXPECT_TRUE(std::is_sorted(times.begin(), times.end())) << testing::PrintToString(times);
+    const auto ofTick = [](const Parts& tick) { return tick.first * 1000 + tick.second / 1000; };
+    const std::vector<std::int64_t> times{std::int64_t(vdxGetTickCount()), ofSystem(),
+                                          ofTick(parts(chTimer::GetTickFromBoot())), ofSystem(),
+                                          std::int64_t(chTimer::GetTimeFromBoot_ms())};
+    EXPECT_TRUE(std::ranges::is_sorted(times)) << testing::PrintToString(times);
 }
 
 TEST(chTimeout, ComesOnTimeNeverOrAtOnce) {
@@ -88,7 +95,7 @@ TEST(chTimeval, TakesMilliseconds) {
     const std::pair<int, Parts> rows[] = {{-1, {INT_MAX, 0}}, {2500, {2, 500'000}}, {-1500, {-1, -500'000}}};
     for (const auto& [nMilliseconds, expected] : rows) {
         chTimeval limit(nMilliseconds);
-        EXPECT_EQ(Parts(limit.seconds, limit.microseconds), expected) << nMilliseconds;
+        EXPECT_EQ(parts(limit), expected) << nMilliseconds;
         EXPECT_EQ(limit.setTimeout(nMilliseconds), expected.first);
     }
 }
@@ -107,7 +114,7 @@ TEST(chTime, DaysThereAndBackAgainstTheCLibrary) {
     }
 }
 
-TEST(chTime, KeepsItsFields) {
+TEST(chTime, KeepsItsFieldsAndIsNow) {
     const chTime leap(2024, 2, 29, 13, 45, 7, 89);
     EXPECT_EQ(leap.Format("%Y-%m-%d %a %H:%M:%S"), "2024-02-29 Thu 13:45:07");
     EXPECT_EQ(leap.Format(nullptr), "");
@@ -117,22 +124,6 @@ TEST(chTime, KeepsItsFields) {
     EXPECT_EQ(leap.toSeconds(), 739'342LL * 86'400 + 13 * 3600 + 45 * 60 + 7);
     EXPECT_EQ(leap.toMillsSeconds(), leap.toSeconds() * 1000 + 89);
     EXPECT_EQ(parts((leap - chTime(2024, 2, 28, 13, 45, 7, 90)).toTick()), Parts(86'399, 999'000));
-    const std::tuple<const char*, chTime, Parts> rows[] = {
-        {"nothing", chTime(), {0, 0}},
-        {"the first second", chTime::time1970(), {719'560, 0}},
-        {"seconds", chTime(86'400L * 34'722 + 5, 7), {754'282, 5007}},
-        {"seconds count modulo 2^32", chTime((1L << 32) + 86'400, 0), {719'561, 0}},
-        {"the single step, as in chTick", chTime(10, -86'400'000), {8, 86'400'000}},
-        {"sum in place", chTime(5, 10) += chTime(6, 86'399'991), {12, 1}},
-        {"difference in place", chTime(5, 10) -= chTime(6, 11), {-2, 86'399'999}},
-    };
-    for (const auto& [szLabel, time, expected] : rows)
-        EXPECT_EQ(parts(time), expected) << szLabel;
-}
-
-TEST(chTime, ComparesByDayThenTimeAndIsNow) {
-    const chTime a(5, 10), b(5, 11), c(6, 0);
-    EXPECT_TRUE(a == a && a != b && a < b && b < c && c > a && a <= a && a >= a && !(c <= a) && b >= a);
     const std::int64_t nNow = (chTime::getSystemTime() - chTime::time1970()).toSeconds();
     EXPECT_NEAR(static_cast<double>(nNow), static_cast<double>(time(nullptr)), 5);
 }

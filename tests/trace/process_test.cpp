@@ -1,7 +1,4 @@
 // Tracing at the end of a process and across forks.
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <vdx/stack_trace.h>
 
 #include "trace/lines.h"
@@ -64,10 +61,8 @@ TEST(TraceFork, BothSidesTraceUnderTheirOwnIds) {
     const auto result = runInChild([] {
         const auto trace = [] { vdxTrace(3, "of %d", getpid()); };
         trace();
-        const pid_t idChild = fork();
+        vdxtest::statusOfFork([&] { return trace(), 0; });
         trace();
-        if (idChild == 0) _exit(0);
-        waitpid(idChild, nullptr, 0);
     });
     const std::regex withTheSameIds(R"((\[D:Who\?\+(\d+):\2\] [^\n]* of \2\n){3})");
     EXPECT_TRUE(std::regex_match(result.out, withTheSameIds)) << result.out;

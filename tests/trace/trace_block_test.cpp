@@ -24,12 +24,8 @@ public:
         std::memcpy(&value, m_pBytes + nOffset, sizeof value);
         return value;
     }
-    void put(std::int64_t nOffset, std::uint64_t nValue) const {
-        std::memcpy(m_pBytes + nOffset, &nValue, sizeof nValue);
-    }
-    std::string text(std::int64_t nOffset, std::size_t nLength) const {
-        return {m_pBytes + nOffset, nLength};
-    }
+    void put(std::int64_t nOffset, std::uint64_t n) const { std::memcpy(m_pBytes + nOffset, &n, sizeof n); }
+    std::string text(std::int64_t nOffset, std::size_t n) const { return {m_pBytes + nOffset, n}; }
     // Where the link at an offset leads to.
     std::int64_t follow(std::int64_t nOffset) const { return nOffset + at<std::int64_t>(nOffset); }
     // The offsets of a list's members; checks that the way back is the same.
@@ -112,8 +108,7 @@ TEST(TraceBlock, ASharedTraceOfMoreThanTheBlockHolds) {
         expected += "[D:Who?@line " + std::to_string(i) + '|' + std::string(1000, '.') +
                     (i + 1 == nMoved ? "\n\n" : "\n");
     EXPECT_TRUE(text == expected) << text.substr(0, 100);
-    for (const int nOffset : {88, 96})
-        EXPECT_EQ(block.at<std::uint64_t>(nOffset), 0u);
+    EXPECT_EQ(block.text(88, 16), std::string(16, 0));
     // Other segments follow.
     EXPECT_EQ(block.at<std::uint64_t>(104), (nBytes + nMoved) / (0x100000 - 8) + 1);
     chSegmentMapFile gone;

@@ -106,7 +106,8 @@ TEST(uCTraceHelper, DepthsWrap) {
     EXPECT_EQ(helper().push_trace_level(), 0u);
 }
 
-TEST(chTraceStack, ScopesAreIndentedPerThread) {
+// The simple ones count for all threads, and indent by odd characters.
+TEST(TraceStacks, ScopesAreIndentedPerThread) {
     const auto result = runInChild([] {
         helper().ResetTraceLevel(5);
         {
@@ -117,22 +118,18 @@ TEST(chTraceStack, ScopesAreIndentedPerThread) {
             const chTraceStack inner(5, "no brackets", empty.c_str(), 0);
             std::thread([] { const chTraceStack other(5, "other()", "%s", ""); }).join();
         }
+        {
+            const simpStackTracer first("void a::first(int)", nullptr);
+            const simpStackTracer second("void a::second(int)", "(%d)", 2);
+            EXPECT_EQ(simpStackTracer::getDepth(), 2);
+        }
         const chTraceStack longest(5, (std::string(300, 'n') + "()").c_str(), nullptr);
         const chTraceStack open(5, "f(a", nullptr);
     });
-    const std::string longName(255, 'n');
+    const std::string longName(255, 'n'), lead(32, 2);
     EXPECT_EQ(std::regex_replace(withoutStamps(result.out), std::regex(R"(\[D:Who\?@)"), "|"),
               "|{ ns::Cls::run(int, char)\n|  { ns::Cls::runx=5\n|    { \n|{ other\n"
-              "|} other\n|    } \n|  } ns::Cls::run\n|} ns::Cls::run(int, char)\n|{ " +
-                  longName + "\n|  { f(a\n|  } f(a\n|} " + longName + '\n');
-}
-
-TEST(simpStackTracer, IndentsByOddCharacters) {
-    const auto result = runInChild([] {
-        const simpStackTracer first("void a::first(int)", nullptr);
-        const simpStackTracer second("void a::second(int)", "(%d)", 2);
-        EXPECT_EQ(simpStackTracer::getDepth(), 2);
-    });
-    const std::string lead(32, 2);
-    EXPECT_EQ(result.out, "\n" + lead + "{ a::second(2)\n" + lead + "} a::second\n\n");
+              "|} other\n|    } \n|  } ns::Cls::run\n|} ns::Cls::run(int, char)\n\n" +
+                  lead + "{ a::second(2)\n" + lead + "} a::second\n\n|{ " + longName +
+                  "\n|  { f(a\n|  } f(a\n|} " + longName + '\n');
 }
