@@ -58,8 +58,7 @@ int failuresOf(const std::function<bool()>& work, const std::function<bool()>& i
             } catch (const std::bad_alloc&) {
             }
         }).join();
-        if (bDone) return n;
-        if (!isAsBefore()) break;
+        if (bDone || !isAsBefore()) return bDone ? n : -1;
     }
     return -1;
 }

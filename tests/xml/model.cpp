@@ -57,15 +57,12 @@ chXmlObject readTag(chXmlObject& parent, xmlType nType, std::string szBody) {
     szBody = trim(szBody);
     const std::string szName = checked(szBody.substr(0, szBody.find_first_of(WHITE)));
     chXmlAttributeObject tag = parent.AddChildObject(nType, szName);
-    szBody = trim(szBody.substr(szName.size()));
-    while (!szBody.empty()) {
+    for (szBody = trim(szBody.substr(szName.size())); !szBody.empty(); szBody = trim(szBody)) {
         const std::string szKey = decode(checked(trim(slice(szBody, "="))));
-        szBody = trim(szBody);
-        const std::string szQuote = szBody.substr(0, 1);
+        const std::string szQuote = trim(szBody).substr(0, 1);
         if (szQuote != "\"" && szQuote != "'") throw Unreadable();
-        szBody = szBody.substr(1);
+        slice(szBody, szQuote);
         tag.SetAttributeValue(szKey, decode(slice(szBody, szQuote)));
-        szBody = trim(szBody);
     }
     return tag;
 }
@@ -104,12 +101,12 @@ std::string readContent(std::string szText, chXmlObject& parent) {
 
 }  // namespace
 
-std::optional<std::string> modelDump(const std::string& szText) try {
+std::string modelDump(const std::string& szText) try {
     chXmlDocument document;
-    if (!readContent(szText, document).empty()) return {};
+    if (!readContent(szText, document).empty()) throw Unreadable();
     return dump(document);
 } catch (const Unreadable&) {
-    return {};
+    return dump(chXmlDocument());
 }
 
 }  // namespace xmltest

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include <vdx/xml.h>
@@ -26,7 +25,7 @@ inline std::uint32_t nodesAlive() {
     return counts.nAlloc - counts.nFree;
 }
 
-// The dump of a text's document; nothing if the text cannot be read.
-std::optional<std::string> modelDump(const std::string& szText);
+// The dump of a text's document; of an empty one if the text cannot be read.
+std::string modelDump(const std::string& szText);
 
 }  // namespace xmltest
