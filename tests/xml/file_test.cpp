@@ -97,8 +97,8 @@ TEST_F(chXmlFiles, WhatIsNoFileIsNeitherReadNorReplaced) {
     EXPECT_TRUE(file.SaveToFile("") && file.LoadFromFile(szBad));
 }
 
-// A link in the place of the file or of its .new is replaced, and never followed; one that cannot be removed
-// is in the way, as an .old is, and as both are when nothing can be renamed.
+// A link in the place of the file or of its .new is replaced, and never followed. What cannot be removed,
+// renamed or read makes a save or a load fail, and costs no document.
 TEST_F(chXmlFiles, LinksAndCompanionsThatStay) {
     m_dir.make({"victim", "f>victim", "g.new>victim", "linked.new>victim"});
     for (const char* szName : {"f", "g"}) {
@@ -201,14 +201,14 @@ TEST_F(chXmlFiles, KilledAtRandomMoments) {
     std::mt19937 random(7);
     std::size_t nVersion = 0;
     for (int nRound = 0; nRound < 400; ++nRound) {
-        const auto nLife_us = static_cast<useconds_t>(1 + random() % 10000);
+        const auto nLife_us = static_cast<useconds_t>(1 + random() % 5000);
         const auto result = vdxtest::runInChild([&] {
-            ualarm(nLife_us, 0);
             for (std::size_t n = nVersion + 1;; ++n) {
                 chXmlFile file;
                 file.AddChildElement("v" + std::to_string(n))
                     .AddChildObject(xmlText, std::string(n % 97 * 50, 'x'));
                 if (!file.SaveToFile(szPath) || write(1, ".", 1) != 1) return 1;
+                if (n == nVersion + 1) ualarm(nLife_us, 0);
             }
         });
         ASSERT_EQ(SIGALRM, result.signal()) << "a save failed";
@@ -218,7 +218,6 @@ TEST_F(chXmlFiles, KilledAtRandomMoments) {
         ASSERT_EQ("v" + std::to_string(nVersion), szTop) << nRound;
         ASSERT_EQ(1U, entries(m_dir.path()));
     }
-    EXPECT_GT(nVersion, 50U);
 }
 
 // As a user without privileges, who may not write to a read-only file: it is replaced, and stays so.
