@@ -18,10 +18,6 @@ Bytes cascade(const Bytes& plain, const unsigned char* key, int nKeySize) {
     return bytes;
 }
 
-std::string base64Of(const Bytes& bytes) {
-    return vdxBin2Base64(bytes.data(), sizeOf(bytes));
-}
-
 // On both sides of the length up to which the default key's stream is kept. That decryption gives the text
 // back is the fuzz target's to show.
 TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
@@ -35,7 +31,7 @@ TEST(pswEncrypt, IsTheCascadeForEveryKeyAndLength) {
         for (const auto& [pKey, nKey] : keys) {
             SCOPED_TRACE(std::to_string(n) + " key " + std::to_string(nKey));
             const Bytes expected = cascade(plain, pKey, nKey);
-            EXPECT_EQ(pswEncryptEx(strPlain, pKey, nKey), base64Of(expected));
+            EXPECT_EQ(pswEncryptEx(strPlain, pKey, nKey), vdxBin2Base64(expected.data(), sizeOf(expected)));
             EXPECT_EQ(pswEncryptEx(plain.data(), sizeOf(plain), pKey, nKey), expected);
             Bytes modified = expected, padded = plain;
             padded.resize(expected.size());
@@ -52,8 +48,8 @@ TEST(DefaultKey, IsReadAtEachUse) {
     const auto secrets = [](const unsigned char* key) {
         Bytes data(32, 'd');
         rc4Transfer(key, 16).Transfer(data.data(), 16);
-        Bytes secret = aesEncrypt(key, 16).Encrypt(data.data(), 32, PaddingZeros);
-        return base64Of(secret) + pswEncryptEx("secret", key, 16);
+        const Bytes secret = aesEncrypt(key, 16).Encrypt(data.data(), 32, PaddingZeros);
+        return vdxBin2Base64(secret.data(), 32) + pswEncryptEx("secret", key, 16);
     };
     char own[] = "first key, 16 by";
     const std::string strUsual = secrets(bytesOf("QuietHarborLamps").data());
