@@ -82,6 +82,7 @@ TEST(Pool, StepsByHand) {
     EXPECT_TRUE(pNode->get_next() == nullptr && pNode->get_prev() == nullptr);
     pool.push_free_cell(pCell);
     EXPECT_TRUE(pool.try_join_right_cell(pCell) && !pool.try_join_right_cell(pCell));
+    EXPECT_EQ(pool.find_big_enough_cell(992 - 24)->get_nPoolSize(), 992);  // Too little is left to cut off.
     for (const int nNeed : {-1, 0, 15, 992 - 23, INT_MAX}) {
         pool.disjoin_big_cell(pCell, nNeed);
         EXPECT_EQ(pCell->get_nPoolSize(), 992) << nNeed;
