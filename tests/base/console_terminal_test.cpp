@@ -42,6 +42,12 @@ int sayLines() {
     return 0;
 }
 
+[[maybe_unused]] void sayMode(int = 0) {
+    termios mode;
+    tcgetattr(STDIN_FILENO, &mode);
+    say((mode.c_lflag & ICANON) != 0 ? "mode: lines" : "mode: keys");
+}
+
 void expectEnd(Terminal& terminal, int nStatus) {
     EXPECT_EQ(terminal.waitForEnd(), nStatus);
     EXPECT_TRUE(terminal.isAsBefore());
@@ -85,16 +91,6 @@ TEST(chStdInput, AForkedChildReadsWhateverAnotherThreadDid) {
 
 // The thread sanitizer holds signals back while a thread waits in select.
 #if !defined(__SANITIZE_THREAD__)
-
-namespace {
-
-void sayMode(int = 0) {
-    termios mode;
-    tcgetattr(STDIN_FILENO, &mode);
-    say((mode.c_lflag & ICANON) != 0 ? "mode: lines" : "mode: keys");
-}
-
-}  // namespace
 
 TEST(chStdInput, EndsWithTheTerminal) {
     Terminal terminal;

@@ -26,7 +26,7 @@ Parts parts(const auto& value) {
 
 }  // namespace
 
-TEST(chTickAndTime, NormaliseInOneStepAndCompareByTheWholeFirst) {
+TEST(TimeValues, NormaliseInOneStepAndCompareByTheWholeFirst) {
     const std::tuple<const char*, Parts, Parts> rows[] = {
         {"carries", parts(chTick(5, 2'500'000)), {7, 500'000}},
         {"one unit less a bit", parts(chTick(0, 999'999)), {0, 999'999}},
@@ -38,6 +38,9 @@ TEST(chTickAndTime, NormaliseInOneStepAndCompareByTheWholeFirst) {
         {"sum", parts(chTick(5, 700'000) + chTick(2, 800'000)), {8, 500'000}},
         {"sum in place", parts(chTick(5, 700'000) += chTick(2, 800'000)), {8, 500'000}},
         {"difference", parts(chTick(5, 700'000) - chTick(2, 800'000)), {2, 900'000}},
+        {"time value", parts(chTimeval(2500)), {2, 500'000}},
+        {"negative time value", parts(chTimeval(-1500)), {-1, -500'000}},
+        {"time value without limit", parts(chTimeval(-1)), {INT_MAX, 0}},
         {"no time", parts(chTime()), {0, 0}},
         {"the first second", parts(chTime::time1970()), {719'560, 0}},
         {"time of seconds", parts(chTime(86'400L * 34'722 + 5, 7)), {754'282, 5007}},
@@ -80,6 +83,7 @@ TEST(chTimeout, ComesOnTimeNeverOrAtOnce) {
     EXPECT_EQ(parts(never.deadline), Parts(-1, -1));
     EXPECT_EQ(never.GetLeftMillisecond(), 0xFFFFFFFFU);
     EXPECT_FALSE(never.IsTimeout());
+    EXPECT_EQ(chTimeval(0).setTimeout(-1), INT_MAX);
 }
 
 TEST(chTickTimer, MeasuresAndStartsAnew) {
@@ -89,15 +93,6 @@ TEST(chTickTimer, MeasuresAndStartsAnew) {
     EXPECT_LT(timer.GetMicrosecond(), 30'000u);
     timer.start = chTimer::GetTickFromBoot() - chTick(4295, 0);  // 4295 s are 32 704 us more than 2^32 us.
     EXPECT_LT(timer.GetMicrosecond(), 10'032'704u);
-}
-
-TEST(chTimeval, TakesMilliseconds) {
-    const std::pair<int, Parts> rows[] = {{-1, {INT_MAX, 0}}, {2500, {2, 500'000}}, {-1500, {-1, -500'000}}};
-    for (const auto& [nMilliseconds, expected] : rows) {
-        chTimeval limit(nMilliseconds);
-        EXPECT_EQ(parts(limit), expected) << nMilliseconds;
-        EXPECT_EQ(limit.setTimeout(nMilliseconds), expected.first);
-    }
 }
 
 TEST(chTime, DaysThereAndBackAgainstTheCLibrary) {

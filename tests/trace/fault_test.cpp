@@ -34,6 +34,7 @@ namespace {
 constexpr int LINES = 25;
 std::string s_queued;
 const std::string s_short(100, 'x'), s_long(100'000, 'q');
+[[maybe_unused]] const bool s_bReserved = (s_queued.reserve(2 * LINES * s_long.size()), true);
 
 // In order up to the last, with at most one missing.
 bool isNearlyWhole(const std::vector<int>& found, int nFirst) {
@@ -95,7 +96,6 @@ bool checkAfter(const TempDir& dir) {
 // Each in a process of its own, for the first trace matters.
 TEST(TraceFaults, EachAllocationAndFileCallFailingInTurn) {
     constexpr int NO_BLOCK = 98, NO_FAULT = 99;
-    s_queued.reserve(2 * LINES * s_long.size());
     int n = 0, nWithoutBlock = 0;
     for (int nResult = 0; nResult != NO_FAULT; ++n) {
         const TempDir dir;
@@ -130,7 +130,6 @@ TEST(TraceNested, AllocationsThatTraceNeitherDeadlockNorRecurse) {
     const auto result = runInChild([&] {
         alarm(30);
         const std::string name = dir / "t";
-        s_queued.reserve(2 * LINES * s_long.size());
         helper();
         t_bAllocationsTrace = true;
         traceEverywhere(name);

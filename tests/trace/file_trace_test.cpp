@@ -3,11 +3,8 @@
 
 #include <sys/resource.h>
 #include <climits>
-#include <csignal>
 #include <map>
 #include <tuple>
-
-#include <gtest/gtest.h>
 
 #include "support/child.h"
 
@@ -96,7 +93,7 @@ TEST(chFileTrace, RawLinesWaitForTheFlushAndCountTheirHeads) {
 TEST(chFileTrace, AFullDiskKeepsWhatWasWritten) {
     const TempDir dir;
     vdxtest::runInChild([&] {
-        std::signal(SIGXFSZ, SIG_IGN);
+        signal(SIGXFSZ, SIG_IGN);
         const rlimit limit{600, RLIM_INFINITY};
         setrlimit(RLIMIT_FSIZE, &limit);
         chFileTrace log;

@@ -1,7 +1,6 @@
 // The message functions: where their lines go, and their exact form; formatting by hand.
 #include <fcntl.h>
 #include <climits>
-#include <csignal>
 
 #include "siblings/qvstl/format.h"
 #include "trace/lines.h"
@@ -13,11 +12,10 @@ const std::string YELLOW = "[\x1b[1;33mW:\x1b[00m";
 
 template <class... Values>
 void expectAsTheLibrary(const char* szFormat, Values... values) {
-    char expected[70'000];
-    const int nLength = std::snprintf(expected, sizeof expected, szFormat, values...);
-    EXPECT_EQ(qv::format_astring(szFormat, values...),
-              std::string(expected, static_cast<std::size_t>(nLength)))
-        << szFormat;
+    std::string expected(70'000, 0);
+    const int nLength = std::snprintf(expected.data(), expected.size(), szFormat, values...);
+    expected.resize(static_cast<std::size_t>(nLength));
+    EXPECT_EQ(qv::format_astring(szFormat, values...), expected) << szFormat;
 }
 
 }  // namespace

@@ -62,6 +62,10 @@ TEST(TraceBlock, LiesAsDescribed) {
     for (const auto& [nOffset, nValue] : fields)
         EXPECT_EQ(block.at<std::int32_t>(nOffset), nValue) << nOffset;
     EXPECT_EQ(block.text(40, 80), std::string(80, 0));
+    block.put(32, 2 + (3ull << 32));  // Another default, level and method, acts at once.
+    vdxTrace(3, "no");
+    vdxTrace(2, "yes");
+    EXPECT_EQ(withoutStamps(queuedText()), "[D:Who?@yes\n");
 
     EXPECT_EQ(helper().GetProcessTraceOption()->level, -1);
     EXPECT_EQ(block.at<std::uint32_t>(40), 1u);
@@ -124,14 +128,6 @@ TEST(TraceBlock, ALineLongerThanTheBlockIsDropped) {
         EXPECT_FALSE(helper().TraceToShareMemory(std::string(nLength, 'x')));
     EXPECT_TRUE(helper().TraceToShareMemory("after"));
     EXPECT_EQ(withoutStamps(queuedText()), "[M:TraceHelper@Write 6 bytes first.\nbefore\n\nafter\n");
-}
-
-TEST(TraceBlock, AChangeOfTheDefaultActsAtOnce) {
-    const RawBlock block;
-    block.put(32, 2 + (3ull << 32));  // Level and method.
-    vdxTrace(3, "no");
-    vdxTrace(2, "yes");
-    EXPECT_EQ(block.lines().size(), 1u);
 }
 
 TEST(TraceBlock, AForkedChildHasARecordOfItsOwnEvenInAFullQueue) {

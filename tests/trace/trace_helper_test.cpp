@@ -1,8 +1,6 @@
-// The trace helper: options, outputs, scopes, and many threads.
+// The trace helper: options, outputs, and many threads.
 #include <numeric>
 #include <tuple>
-
-#include <vdx/stack_trace.h>
 
 #include "trace/lines.h"
 
@@ -104,32 +102,4 @@ TEST(uCTraceHelper, DepthsWrap) {
     EXPECT_EQ(helper().pop_trace_level(), 0xFFFFFFFFu);
     EXPECT_EQ(helper().push_trace_level(), 0xFFFFFFFFu);
     EXPECT_EQ(helper().push_trace_level(), 0u);
-}
-
-// The simple ones count for all threads, and indent by odd characters.
-TEST(TraceStacks, ScopesAreIndentedPerThread) {
-    const auto result = runInChild([] {
-        helper().ResetTraceLevel(5);
-        {
-            const chTraceStack quiet(9, "void quiet()", nullptr);
-            const chTraceStack outer(5, "int ns::Cls::run(int, char)", nullptr);
-            const chTraceStack middle(5, "int ns::Cls::run(int, char)", "x=%d", 5);
-            const std::string empty;
-            const chTraceStack inner(5, "no brackets", empty.c_str(), 0);
-            std::thread([] { const chTraceStack other(5, "other()", "%s", ""); }).join();
-        }
-        {
-            const simpStackTracer first("void a::first(int)", nullptr);
-            const simpStackTracer second("void a::second(int)", "(%d)", 2);
-            EXPECT_EQ(simpStackTracer::getDepth(), 2);
-        }
-        const chTraceStack longest(5, (std::string(300, 'n') + "()").c_str(), nullptr);
-        const chTraceStack open(5, "f(a", nullptr);
-    });
-    const std::string longName(255, 'n'), lead(32, 2);
-    EXPECT_EQ(std::regex_replace(withoutStamps(result.out), std::regex(R"(\[D:Who\?@)"), "|"),
-              "|{ ns::Cls::run(int, char)\n|  { ns::Cls::runx=5\n|    { \n|{ other\n"
-              "|} other\n|    } \n|  } ns::Cls::run\n|} ns::Cls::run(int, char)\n\n" +
-                  lead + "{ a::second(2)\n" + lead + "} a::second\n\n|{ " + longName +
-                  "\n|  { f(a\n|  } f(a\n|} " + longName + '\n');
 }
