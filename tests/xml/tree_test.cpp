@@ -104,7 +104,7 @@ TEST_F(chXmlTree, AChildHasOnePlace) {
 TEST_F(chXmlTree, SubtreesOutliveTheirTree) {
     chXmlObject handle = chXmlDocument::ParseDocument("<a><b><c>t</c></b><d/></a>");
     const chXmlElement c = handle["a"]["b"]["c"];
-    EXPECT_TRUE(c.getLevel() == 2 && handle.getLevel() == 0);
+    EXPECT_TRUE(c.getLevel() == 2 && handle["a"].getLevel() == 0 && handle.getLevel() == 0);
     handle = handle["a"]["b"];  // From inside its own tree.
     EXPECT_FALSE(c.getLevel() != 1 || handle.getParent().hasData() || handle.getNextElement().hasData());
     chXmlObject& self = handle;
