@@ -38,8 +38,7 @@ const std::string s_short(100, 'x'), s_long(100'000, 'q');
 
 // In order up to the last, with at most one missing.
 bool isNearlyWhole(const std::vector<int>& found, int nFirst) {
-    const bool bInOrder =
-        std::adjacent_find(found.begin(), found.end(), std::greater_equal<>()) == found.end();
+    const bool bInOrder = std::ranges::adjacent_find(found, std::greater_equal<>()) == found.end();
     return bInOrder && !found.empty() && found.back() == LINES &&
            found.size() + 1 >= static_cast<std::size_t>(LINES - nFirst + 1);
 }
@@ -119,6 +118,7 @@ TEST(TraceFaults, EachAllocationAndFileCallFailingInTurn) {
         nResult = result.exitCode();
         ASSERT_TRUE(nResult == 0 || nResult >= NO_BLOCK) << "call " << n << '\n' << result.out << result.err;
         nWithoutBlock += nResult == NO_BLOCK;
+        EXPECT_FALSE(result.out.starts_with('\n')) << "a line's end before its text: call " << n;
     }
     EXPECT_GT(n, 70);
     EXPECT_LT(nWithoutBlock, 10);
