@@ -30,7 +30,8 @@ public:
     virtual void unsubscribe(std::uint64_t nSubscription) = 0;
 
     // On return no notice runs of a subscription that had ended before and, where none was
-    // left, the notification thread is gone. On that thread there is nothing to wait for.
+    // left, the notification thread is gone (one whose own notice ended the last, nearly).
+    // On that thread there is nothing to wait for.
     virtual void waitForEnded() = 0;
 
     // Waits on the notification thread; ends early when the subscription does whose notice

@@ -47,7 +47,9 @@ struct Session {
     Descriptor wake;  // Readable when the thread shall look at the rest.
     std::vector<Subscription> subscriptions;
     bool bEnd = false;                // There are none left.
-    bool bGone = false;               // Nor is the thread.
+    bool bEndedWithin = false;        // The last one ended on the thread: nobody need wait for that.
+    bool bGone = false;               // The thread has ended.
+    bool bLost = false;               // It stayed in the parent process: nobody may wait for it.
     std::uint64_t nRunning = 0;       // The one whose notice runs; 0: none.
     std::condition_variable changed;  // A subscription, a notice or the thread has ended.
     std::thread thread;               // Not joinable once somebody waits for its end.
@@ -90,14 +92,16 @@ bool drain(int nFd) {
     }
 }
 
-// Starts a thread that no signal of the process is delivered to. Where there is none, the result is not
-// joinable and errno says why.
+// Starts a thread that no signal of the process is delivered to, but those of its own faults. Where there is
+// none, the result is not joinable and errno says why.
 template <class Body>
 std::thread startQuietThread(Body body) {
-    sigset_t all;
+    sigset_t blocked;
     sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    sigfillset(&blocked);
+    for (const int nFault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS})
+        sigdelset(&blocked, nFault);
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
     std::thread thread;
     try {
         thread = std::thread(std::move(body));
@@ -132,8 +136,7 @@ private:
 
     std::mutex m_lock;
     std::shared_ptr<Session> m_session;              // The one with subscriptions.
-    std::vector<std::shared_ptr<Session>> m_ending;  // Their threads have one more notice to end.
-    std::vector<std::shared_ptr<Session>> m_lost;    // Their threads stayed in the parent process.
+    std::vector<std::shared_ptr<Session>> m_ending;  // Their threads end. And the lost ones.
     std::uint64_t m_nLastSubscription = 0;
     static thread_local Session* t_pSession;  // On the notification thread: its own.
 };
@@ -178,6 +181,7 @@ void LinuxSource::unsubscribe(std::uint64_t nSubscription) {
     session.changed.notify_all();
     if (!session.subscriptions.empty()) return;
     session.bEnd = true;
+    session.bEndedWithin = t_pSession == &session;
     session.wakeUp();
     m_ending.push_back(std::move(m_session));
     m_session = nullptr;
@@ -194,7 +198,7 @@ void LinuxSource::waitForEnded() {
             session->changed.wait(guard, [&] { return session->nRunning != nRunning; });
     }
     const auto isAwaited = [=](const std::shared_ptr<Session>& session) {
-        return session->nLife > nOwn && session->nLife <= nNow;
+        return !session->bLost && session->nLife > nOwn && session->nLife <= nNow;
     };
     for (;;) {
         const auto found = std::find_if(m_ending.begin(), m_ending.end(), isAwaited);
@@ -234,7 +238,9 @@ void LinuxSource::pause(int nMilliseconds) {
 // With the lock: the notification thread's last step.
 void LinuxSource::leave(const std::shared_ptr<Session>& session) {
     session->close();
-    if (!session->thread.joinable()) return;
+    // Otherwise somebody waits, or will, and joins it.
+    const bool bNobodyJoins = session->bEndedWithin && session->thread.joinable();
+    if (session->bLost || !bNobodyJoins) return;
     session->thread.detach();
     forget(session);
 }
@@ -280,18 +286,17 @@ void LinuxSource::unlockInParent() {
     linuxSource().m_lock.unlock();
 }
 
-// The threads are not here, so nobody may wait for them: their sessions are kept, never joined.
+// The threads are not here: their sessions are kept, never joined.
 void LinuxSource::unlockInChild() {
     LinuxSource& source = linuxSource();
     if (source.m_session != nullptr) source.m_ending.push_back(std::move(source.m_session));
     source.m_session = nullptr;
-    for (std::shared_ptr<Session>& session : source.m_ending) {
+    for (const std::shared_ptr<Session>& session : source.m_ending) {
+        session->bLost = true;
         session->bEnd = true;  // For a child that was forked in a notice.
         session->nRunning = 0;
         session->close();
-        source.m_lost.push_back(std::move(session));
     }
-    source.m_ending.clear();
     source.m_lock.unlock();
 }
 

@@ -27,7 +27,8 @@
 // that they settle; and once more directly after that, when monitoring begins anew.
 //
 // Thread-safety: all functions, from callbacks too. A forked child keeps the callbacks but
-// is not notified until it has unregistered them all and registers anew.
+// is not notified until it has unregistered them all and registers anew; on macOS, whose
+// queues do not work in such a child, it must leave the monitor alone.
 
 // --- Callbacks --------------------------------------------------------------
 
@@ -37,8 +38,8 @@
 VDX_API void registerNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
 
 // Removes all entries of a callback; the last one ends the monitor: when the list is
-// empty on return, no callback runs and no thread is left, whoever emptied it. (From a
-// callback: the thread ends after it.)
+// empty on return, no callback runs, whoever emptied it, and no thread is left. (Emptied
+// from a callback: the thread ends right after it.)
 // The caller must not hold a lock meanwhile that a running callback waits for.
 VDX_API void unregisterNetworkChangedCallback(std::shared_ptr<std::function<void()>> callback);
 

@@ -31,6 +31,7 @@ TEST_F(chXmlParser, Table) {
         {"<a b='1' B=\"2\"c = 'd\"e'/>", "(4 'a' [b|2] [c|d\"e])"},
         {"<a &quot;='&apos;<'></a >", "(4 'a' [\"|'<])"},
         {"<a/ ></a/>", "(4 'a/')"},
+        {"<a b='1>c='2'/>", ""},
     };
     for (const auto& [szText, szChildren] : CASES) {
         EXPECT_EQ(std::string("(6 ''") + szChildren + ")", parsed(szText)) << szText;

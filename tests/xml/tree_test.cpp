@@ -32,6 +32,7 @@ TEST_F(chXmlTree, EmptyHandlesAnswerNone) {
     empty.RemoveChildObject(empty);
     empty.FastRemoveAttributeValue(nullptr);
     EXPECT_EQ("x", empty.GetAttributeValue("a", "x") + empty.ExportToText(false) + empty.tagName());
+    EXPECT_EQ("", empty.ExportElement(true) + empty.ExportChildren(true) + empty.ExportAttributes());
     EXPECT_FALSE(empty.hasChildren() || empty.SetAttributeValue("a", "x") || empty.FindAttributeValue("a"));
     EXPECT_FALSE(empty.GetAttributeData() || empty.GetAttributeCount() || empty.getLevel() || empty.type());
     for (const chXmlObject& none : std::initializer_list<chXmlObject>{
