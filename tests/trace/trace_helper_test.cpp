@@ -2,6 +2,9 @@
 #include <numeric>
 #include <tuple>
 
+#include <vdx/socket.h>
+
+#include "net/peer.h"
 #include "trace/lines.h"
 
 namespace {
@@ -86,6 +89,43 @@ TEST(uCTraceHelper, RedirectionsActOnTheNextLine) {
     EXPECT_EQ(withoutStamps(TempDir::read(dir / "t-0.log")),
               "[D:Who?@file\nas it is\n[W:] f.cpp(1): #warned\n");
     EXPECT_EQ(countOf("\n", result.err), 3u) << "each warning once";
+}
+
+namespace {
+
+// Sends more than the connection holds to a peer that reads late.
+void sendToALateReader() {
+    const peer::Fd listener = peer::listening(AF_INET);
+    chSocketTCP socket;
+    ASSERT_TRUE(socket.CreateSocket(AF_INET) && socket.ConnectTo(peer::nameOf(listener), 10'000));
+    const std::string text(32 << 20, 's');
+    std::thread reader([&] {
+        const peer::Fd late(accept(listener, nullptr, nullptr));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_EQ(peer::readAll(late, text.size()), text);
+    });
+    EXPECT_TRUE(socket.Send(text.data(), static_cast<int>(text.size())));
+    reader.join();
+}
+
+}  // namespace
+
+// The socket's failed send is formatted, passes the level, gets its prefix, and is written by
+// the method of the environment; then the socket waits and sends the rest.
+TEST(Flow, ATracedCallOfASocket) {
+    const std::regex line(
+        R"((\[D:Who\?)" + STAMP +
+        R"(chSocketTCP::Send failed! nSendCount=0 errno:\[11\]\[Resource temporarily unavailable\]\n)+)");
+    for (const std::string option : {"7:console:", "7:share:", "7:log:", "6:console:"}) {
+        const TempDir dir;
+        const auto result = runInChild([&] {
+            setenv("trace", (option + dir.path() + "/t").c_str(), 1);
+            sendToALateReader();
+            std::printf("%s", queuedText().c_str());
+        });
+        const std::string text = result.out + TempDir::read(dir / "t-0.log");
+        EXPECT_EQ(std::regex_match(text, line), option[0] == '7') << option << text;
+    }
 }
 
 TEST(uCTraceHelper, EightThreadsToEachOutput) {
