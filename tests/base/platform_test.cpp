@@ -76,6 +76,7 @@ TEST(Platform, ProbesAreLenientAndKeptEntryPointsDoNothing) {
     }
     vdxHookCrashSignal();
     EXPECT_TRUE(KillProcessAppByName("test_base") == 0 && vdxGetCPUTickCount() == 0);
+    EXPECT_STREQ(__szVersion_VER_VDX_LIB, "2.0.5.35");
 }
 
 TEST(Platform, SleepsEndAtTheTimeOrAtASignal) {

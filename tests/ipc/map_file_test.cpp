@@ -47,10 +47,17 @@ protected:
     const std::string m_path = "/tmp/vdx_" + m_name;
 };
 
-// The call returns what a failure gives, and writes a line with this end to standard error.
+// The call returns what a failure gives, and prints a line with this end.
 void expectFailure(auto call, auto failure, const std::string& end) {
     const std::string line = vdxtest::printedBy([&] { EXPECT_EQ(call(), failure) << end; });
     EXPECT_TRUE(line.ends_with(end) && line.empty() == end.empty()) << line << "is not " << end;
+}
+
+TEST(FileKey, PathOfAName) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"", "/tmp/vdx_"}, {"queue", "/tmp/vdx_queue"}, {"a/b", "a/b"}, {"/x", "/x"}, {"x/", "x/"}};
+    for (const auto& [szName, szPath] : rows)
+        EXPECT_EQ(xFileKey().buildFilePath(szName), szPath);
 }
 
 TEST(FileKey, FailuresAreTold) {
@@ -140,6 +147,7 @@ TEST_F(MapFile, FailuresAreTold) {
 TEST(MapFileLocal, OneBlockUntilTheLastOneCloses) {
     const auto before = dymicAllocHelper::getInstance()->getCounts();
     chMapFile_Local first, second;
+    EXPECT_FALSE(first.IsCreateByMe());
     void* p = first.OpenMapFile("a", 100);
     ASSERT_NE(p, nullptr);
     EXPECT_EQ(second.OpenMapFile("a", 1 << 30), p);  // The size is that of the first.
@@ -148,6 +156,7 @@ TEST(MapFileLocal, OneBlockUntilTheLastOneCloses) {
     first.CloseMapFile();  // Gives back its own use only.
     std::memset(p, 1, 100);
     EXPECT_EQ(first.OpenMapFile("a", 100), p);
+    EXPECT_FALSE(first.IsCreateByMe());  // The mark of the creator does not come back.
     second.DestroyMapFile();
     EXPECT_NE(first.OpenMapFile("b", 100), nullptr);  // Leaves the old name.
     EXPECT_EQ(first.OpenMapFile("c", -1), nullptr);

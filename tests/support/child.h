@@ -30,7 +30,7 @@ int statusOfFork(auto body) {
     const pid_t idChild = fork();
     if (idChild == 0) _exit(body());
     int nStatus = -1;
-    waitpid(idChild, &nStatus, 0);
+    if (idChild > 0) waitpid(idChild, &nStatus, 0);
     return nStatus;
 }
 

@@ -25,7 +25,7 @@ namespace vdxtest {
 
 class Terminal {
 public:
-    Terminal() { openpty(&m_master, &m_slave, nullptr, nullptr, nullptr); }
+    Terminal() { EXPECT_EQ(openpty(&m_master, &m_slave, nullptr, nullptr, nullptr), 0); }
     ~Terminal() { hangUp(); }
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
